@@ -1,0 +1,19 @@
+#include "ProcessResult.h"
+
+#include <QProcess>
+
+ProcessResult runProcess(const QString &program, const QStringList &arguments, const QByteArray &input)
+{
+    QProcess process;
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
+        return {-1, process.readAllStandardOutput(), process.readAllStandardError()};
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+ProcessResult runVantry(const QStringList &arguments, const QByteArray &input)
+{
+    return runProcess(QStringLiteral(VANTRY_BINARY), arguments, input);
+}
