@@ -243,7 +243,8 @@ void KeyedArchiver::encodeBytes(const QByteArray &bytes, const QString &key)
 // ---- Reading ----
 
 KeyedUnarchiver::KeyedUnarchiver(const QVariantList &objects, const ClassTable &classes)
-    : m_objects(objects), m_classes(classes), m_inProgress(objects.size(), false)
+    : m_objects(objects), m_classes(classes), m_states(size_t(objects.size()), State::NotRead),
+      m_decoded(size_t(objects.size()))
 {
 }
 
@@ -378,94 +379,120 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeObjectAt(quint64 uid, int depth)
         fail(QStringLiteral("objects nest too deeply"));
         return {};
     }
-    if (const auto it = m_decoded.constFind(uid); it != m_decoded.cend()) {
+    const qsizetype index = qsizetype(uid);
+    const QVariant &object = m_objects[index];
+    if (isScalar(object)) {
+        ++m_totalWeight;
+        return {object, 1};
+    }
+    if (m_states[index] == State::Read) {
         // A shared object is expanded again wherever it is used; bound the total so a small file cannot
         // describe an astronomically large tree.
-        m_totalWeight += it->weight;
+        m_totalWeight += m_decoded[index].weight;
         if (m_totalWeight > maxExpandedObjects) {
             fail(QStringLiteral("the archive expands to more than %1 objects").arg(maxExpandedObjects));
             return {};
         }
-        return *it;
+        return m_decoded[index];
     }
-    const qsizetype index = qsizetype(uid);
-    if (m_inProgress[index]) {
+    if (m_states[index] == State::Reading) {
         fail(QStringLiteral("object %1 contains itself").arg(uid));
         return {};
     }
 
-    const QVariant &object = m_objects[index];
-    Decoded decoded;
-    if (isScalar(object)) {
-        decoded = {object, 1};
-        ++m_totalWeight;
-    } else if (object.typeId() == QMetaType::QVariantMap) {
-        m_inProgress[index] = true;
-        decoded = decodeDictionaryObject(object.toMap(), depth);
-        m_inProgress[index] = false;
-        ++m_totalWeight;
-    } else {
+    if (object.typeId() != QMetaType::QVariantMap) {
         fail(QStringLiteral("object %1 has an unexpected type").arg(uid));
+        return {};
     }
+    m_states[index] = State::Reading;
+    Decoded decoded = decodeDictionaryObject(object.toMap(), depth);
+    m_states[index] = State::Read;
     if (!m_error.isEmpty())
         return {};
-    m_decoded.insert(uid, decoded);
+    ++m_totalWeight; // its children counted themselves
+    m_decoded[index] = decoded;
     return decoded;
 }
 
-QStringList KeyedUnarchiver::classChain(const QVariant &classReference)
+const KeyedUnarchiver::ClassInfo *KeyedUnarchiver::classInfo(const QVariant &classReference)
 {
     if (!isUid(classReference)) {
         fail(QStringLiteral("an object has no class"));
-        return {};
+        return nullptr;
     }
     const quint64 uid = classReference.value<PlistUid>().value;
+    if (const auto it = m_classInfo.constFind(uid); it != m_classInfo.cend())
+        return &it.value();
     if (uid == 0 || uid >= quint64(m_objects.size())) {
         fail(QStringLiteral("class reference %1 is out of range").arg(uid));
-        return {};
+        return nullptr;
     }
     const QVariantMap description = m_objects[qsizetype(uid)].toMap();
     const QString name = description.value(QStringLiteral("$classname")).toString();
     if (name.isEmpty()) {
         fail(QStringLiteral("class description %1 has no name").arg(uid));
-        return {};
+        return nullptr;
     }
     QStringList chain = description.value(QStringLiteral("$classes")).toStringList();
     if (!chain.contains(name))
         chain.prepend(name);
-    return chain;
+
+    // The first class of the chain that we know decides; superclasses are the fallback.
+    ClassInfo info{ClassInfo::Generic, name};
+    for (const QString &candidate : std::as_const(chain)) {
+        if (m_classes.contains(candidate))
+            info = {ClassInfo::Custom, candidate};
+        else if (arrayClasses.contains(candidate))
+            info.kind = ClassInfo::Array;
+        else if (dictionaryClasses.contains(candidate))
+            info.kind = ClassInfo::Dictionary;
+        else if (candidate == QLatin1String("NSDate"))
+            info.kind = ClassInfo::Date;
+        else if (candidate == QLatin1String("NSNull"))
+            info.kind = ClassInfo::Null;
+        else if (candidate == QLatin1String("NSString") || candidate == QLatin1String("NSMutableString"))
+            info.kind = ClassInfo::String;
+        else if (candidate == QLatin1String("NSData") || candidate == QLatin1String("NSMutableData"))
+            info.kind = ClassInfo::Data;
+        else
+            continue;
+        break;
+    }
+    return &m_classInfo.insert(uid, info).value();
 }
 
 KeyedUnarchiver::Decoded KeyedUnarchiver::decodeDictionaryObject(const QVariantMap &object, int depth)
 {
-    const QStringList chain = classChain(object.value(classKey));
-    if (chain.isEmpty())
+    const ClassInfo *found = classInfo(object.value(classKey));
+    if (!found)
         return {};
-    for (const QString &name : chain) {
-        if (m_classes.contains(name))
-            return decodeCustomObject(object, name, depth);
-        if (arrayClasses.contains(name))
-            return decodeArray(object, depth);
-        if (dictionaryClasses.contains(name))
-            return decodeDictionary(object, depth);
-        if (name == QLatin1String("NSDate")) {
-            const QVariant time = object.value(timeKey);
-            const bool numeric = time.typeId() == QMetaType::Double || time.typeId() == QMetaType::LongLong;
-            if (!numeric || !std::isfinite(time.toDouble()) || std::abs(time.toDouble()) > maxDateSeconds) {
-                fail(QStringLiteral("a date has no valid time"));
-                return {};
-            }
-            const qint64 msecs = qRound64(time.toDouble() * 1000.0);
-            return {referenceDate.addMSecs(msecs), 1};
+    const ClassInfo info = *found; // copied: decoding children may grow the table
+    switch (info.kind) {
+    case ClassInfo::Custom:
+        return decodeCustomObject(object, info.name, depth);
+    case ClassInfo::Array:
+        return decodeArray(object, depth);
+    case ClassInfo::Dictionary:
+        return decodeDictionary(object, depth);
+    case ClassInfo::Date: {
+        const QVariant time = object.value(timeKey);
+        const bool numeric = time.typeId() == QMetaType::Double || time.typeId() == QMetaType::LongLong;
+        if (!numeric || !std::isfinite(time.toDouble()) || std::abs(time.toDouble()) > maxDateSeconds) {
+            fail(QStringLiteral("a date has no valid time"));
+            return {};
         }
-        if (name == QLatin1String("NSNull"))
-            return {QVariant::fromValue(nullptr), 1};
-        if (name == QLatin1String("NSString") || name == QLatin1String("NSMutableString"))
-            return decodeReference(object.value(QStringLiteral("NS.string")), depth + 1);
-        if (name == QLatin1String("NSData") || name == QLatin1String("NSMutableData"))
-            return decodeReference(object.value(QStringLiteral("NS.data")), depth + 1);
+        return {referenceDate.addMSecs(qRound64(time.toDouble() * 1000.0)), 1};
     }
-    return decodeGenericObject(object, chain.first(), depth);
+    case ClassInfo::Null:
+        return {QVariant::fromValue(nullptr), 1};
+    case ClassInfo::String:
+        return decodeReference(object.value(QStringLiteral("NS.string")), depth + 1);
+    case ClassInfo::Data:
+        return decodeReference(object.value(QStringLiteral("NS.data")), depth + 1);
+    case ClassInfo::Generic:
+        break;
+    }
+    return decodeGenericObject(object, info.name, depth);
 }
 
 KeyedUnarchiver::Decoded KeyedUnarchiver::decodeArray(const QVariantMap &object, int depth)

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 // Keyed archives: the object-graph format of the state files, a binary property list that standard plist
 // tools (Python's plistlib among them) can read.
@@ -102,14 +103,21 @@ private:
     Decoded decodeDictionary(const QVariantMap &object, int depth);
     Decoded decodeCustomObject(const QVariantMap &object, const QString &className, int depth);
     Decoded decodeGenericObject(const QVariantMap &object, const QString &className, int depth);
-    QStringList classChain(const QVariant &classReference);
+    // How objects of one archived class are decoded, worked out once per class entry.
+    struct ClassInfo {
+        enum Kind { Custom, Array, Dictionary, Date, Null, String, Data, Generic } kind = Generic;
+        QString name; // the custom or unknown class's name
+    };
+    const ClassInfo *classInfo(const QVariant &classReference);
     QVariant rawValueForKey(const QString &key) const;
     bool fail(const QString &error);
 
     const QVariantList &m_objects;
     const ClassTable &m_classes;
-    QHash<quint64, Decoded> m_decoded;
-    QList<bool> m_inProgress;
+    enum class State : quint8 { NotRead, Reading, Read };
+    std::vector<State> m_states;
+    std::vector<Decoded> m_decoded;
+    QHash<quint64, ClassInfo> m_classInfo;
     quint64 m_totalWeight = 0;
     const QVariantMap *m_currentObject = nullptr;
     int m_currentDepth = 0;

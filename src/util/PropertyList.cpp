@@ -1,6 +1,7 @@
 #include "PropertyList.h"
 
 #include "AtomicFile.h"
+#include "BinaryPropertyListReader.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -11,7 +12,8 @@
 #include <limits>
 #include <memory>
 
-// libplist 2.2 is used through its C API only; the work-arounds below cover its known gaps.
+// XML reading and all writing go through libplist 2.2's C API, with work-arounds for its known gaps; binary
+// reading is BinaryPropertyListReader's.
 namespace PropertyList {
 
 namespace {
@@ -64,15 +66,22 @@ QVariant integerValue(plist_t node)
     return QVariant::fromValue<qint64>(qint64(raw));
 }
 
-QVariant toVariant(plist_t node, bool fromXml, int depth);
+QVariant toVariant(plist_t node, int depth);
 
-QVariant arrayValue(plist_t node, bool fromXml, int depth)
+QVariant arrayValue(plist_t node, int depth)
 {
     QVariantList list;
-    const uint32_t count = plist_array_get_size(node);
-    list.reserve(count);
-    for (uint32_t i = 0; i < count; ++i) {
-        QVariant item = toVariant(plist_array_get_item(node, i), fromXml, depth + 1);
+    list.reserve(plist_array_get_size(node));
+    // An iterator, not plist_array_get_item: that walks the list from the start for every index.
+    plist_array_iter iter = nullptr;
+    plist_array_new_iter(node, &iter);
+    const std::unique_ptr<void, decltype(&std::free)> ownedIter(iter, &std::free);
+    for (;;) {
+        plist_t child = nullptr;
+        plist_array_next_item(node, iter, &child);
+        if (!child)
+            break;
+        QVariant item = toVariant(child, depth + 1);
         if (!item.isValid())
             return {};
         list.append(std::move(item));
@@ -80,7 +89,7 @@ QVariant arrayValue(plist_t node, bool fromXml, int depth)
     return list;
 }
 
-QVariant dictionaryValue(plist_t node, bool fromXml, int depth)
+QVariant dictionaryValue(plist_t node, int depth)
 {
     QVariantMap map;
     plist_dict_iter iter = nullptr;
@@ -93,13 +102,13 @@ QVariant dictionaryValue(plist_t node, bool fromXml, int depth)
         const MallocText ownedKey(key);
         if (!key || !value)
             break;
-        QVariant item = toVariant(value, fromXml, depth + 1);
+        QVariant item = toVariant(value, depth + 1);
         if (!item.isValid())
             return {};
         map.insert(QString::fromUtf8(key), std::move(item));
     }
     // The XML reader leaves archive references as {CF$UID: n} dictionaries.
-    if (fromXml && map.size() == 1) {
+    if (map.size() == 1) {
         const QVariant uid = map.value(QStringLiteral("CF$UID"));
         if (uid.typeId() == QMetaType::LongLong && uid.toLongLong() >= 0)
             return QVariant::fromValue(PlistUid{quint64(uid.toLongLong())});
@@ -107,7 +116,7 @@ QVariant dictionaryValue(plist_t node, bool fromXml, int depth)
     return map;
 }
 
-QVariant toVariant(plist_t node, bool fromXml, int depth)
+QVariant toVariant(plist_t node, int depth)
 {
     if (!node || depth > maxDepth)
         return {};
@@ -138,22 +147,14 @@ QVariant toVariant(plist_t node, bool fromXml, int depth)
     case PLIST_DATE: {
         int32_t seconds = 0;
         int32_t microseconds = 0;
-        plist_get_date_val(node, &seconds, &microseconds);
-        // libplist drops the sign of the fraction of dates before 2001 (-1.6 s reads as -1 and 600000 µs);
-        // it cannot be recovered in the one second before 2001-01-01.
-        const qint64 fraction = qRound(std::abs(microseconds) / 1000.0); // libplist goes through a double
-        const qint64 msecs = referenceMSecs + qint64(seconds) * 1000 + (seconds < 0 ? -fraction : fraction);
+        plist_get_date_val(node, &seconds, &microseconds); // whole seconds: XML has no fractions
+        const qint64 msecs = referenceMSecs + qint64(seconds) * 1000;
         return QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC);
     }
-    case PLIST_UID: {
-        uint64_t value = 0;
-        plist_get_uid_val(node, &value);
-        return QVariant::fromValue(PlistUid{value});
-    }
     case PLIST_ARRAY:
-        return arrayValue(node, fromXml, depth);
+        return arrayValue(node, depth);
     case PLIST_DICT:
-        return dictionaryValue(node, fromXml, depth);
+        return dictionaryValue(node, depth);
     default:
         return {};
     }
@@ -260,21 +261,18 @@ Node toNode(const QVariant &value, QString *error, int depth)
 
 QVariant fromData(const QByteArray &data, QString *error)
 {
+    if (BinaryPropertyListReader::isBinary(data))
+        return BinaryPropertyListReader::read(data, error);
     if (data.isEmpty() || quint64(data.size()) > std::numeric_limits<uint32_t>::max()) {
         setError(error, QStringLiteral("not a property list"));
         return {};
     }
-    const bool binary = plist_is_binary(data.constData(), uint32_t(data.size()));
     plist_t root = nullptr;
-    if (binary)
-        plist_from_bin(data.constData(), uint32_t(data.size()), &root);
-    else
-        plist_from_xml(data.constData(), uint32_t(data.size()), &root);
+    plist_from_xml(data.constData(), uint32_t(data.size()), &root);
     const Node owned(root);
-    QVariant value = toVariant(root, !binary, 0);
+    QVariant value = toVariant(root, 0);
     if (!value.isValid())
-        setError(error, binary ? QStringLiteral("damaged binary property list")
-                               : QStringLiteral("not a property list"));
+        setError(error, QStringLiteral("not a property list"));
     return value;
 }
 

@@ -19,23 +19,23 @@ public:
     void encodeWithCoder(KeyedArchiver &coder) const override
     {
         if (!alias.isNull())
-            coder.encodeObject(alias, "alias");
+            coder.encodeObject(alias, QStringLiteral("alias"));
         if (!path.isNull())
-            coder.encodeObject(path, "path");
+            coder.encodeObject(path, QStringLiteral("path"));
         if (overrideDate != 0)
-            coder.encodeDouble(overrideDate, "overrideDate");
+            coder.encodeDouble(overrideDate, QStringLiteral("overrideDate"));
         if (hasStack)
-            coder.encodeObject(stack, "stack");
+            coder.encodeObject(stack, QStringLiteral("stack"));
     }
 
     static ArchivableObjectRef decode(KeyedUnarchiver &coder)
     {
         auto item = std::make_shared<SampleItem>();
-        item->alias = coder.decodeBytesForKey("alias");
-        item->path = coder.decodeObjectForKey("path").toString();
-        item->overrideDate = coder.decodeDoubleForKey("overrideDate");
-        item->hasStack = coder.containsValueForKey("stack");
-        item->stack = coder.decodeObjectForKey("stack").toMap();
+        item->alias = coder.decodeBytesForKey(QStringLiteral("alias"));
+        item->path = coder.decodeObjectForKey(QStringLiteral("path")).toString();
+        item->overrideDate = coder.decodeDoubleForKey(QStringLiteral("overrideDate"));
+        item->hasStack = coder.containsValueForKey(QStringLiteral("stack"));
+        item->stack = coder.decodeObjectForKey(QStringLiteral("stack")).toMap();
         return item;
     }
 

@@ -1,5 +1,6 @@
 #include "PropertyList.h"
 
+#include "ProcessResult.h"
 #include "QtPrinters.h"
 #include "TemporaryHome.h"
 
@@ -7,7 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QPoint>
-#include <QProcess>
+#include <QtEndian>
 
 #include <gtest/gtest.h>
 
@@ -88,13 +89,103 @@ TEST(PropertyList, BinaryOutputReadsBackInPython)
     const QVariantList values = {QVariant::fromValue(allOnes), qint64(-1), utc(2030, 2, 3, 4, 5, 6, 250)};
     ASSERT_TRUE(PropertyList::writeFile(path, values, Format::Binary));
 
-    QProcess python;
-    python.start("python3", {"-c",
-                             "import plistlib,sys; v=plistlib.load(open(sys.argv[1],'rb')); "
-                             "print(v[0], v[1], v[2].isoformat())",
-                             path});
-    ASSERT_TRUE(python.waitForFinished(30000));
-    EXPECT_EQ(python.readAllStandardOutput().trimmed(), "18446744073709551615 -1 2030-02-03T04:05:06.250000");
+    const ProcessResult python =
+        runProcess("python3", {"-c",
+                               "import plistlib,sys; v=plistlib.load(open(sys.argv[1],'rb')); "
+                               "print(v[0], v[1], v[2].isoformat())",
+                               path});
+    EXPECT_EQ(python.out.trimmed(), "18446744073709551615 -1 2030-02-03T04:05:06.250000");
+}
+
+TEST(PropertyList, ReadsBinaryListsWrittenByPython)
+{
+    const ProcessResult python = runProcess(
+        "python3",
+        {"-c", "import plistlib,sys,datetime; sys.stdout.buffer.write(plistlib.dumps({"
+               "'ints': [0, 255, 256, 65536, 2**32, -1, -2**63, 2**63, 2**64-1],"
+               "'text': 'Grüße \\U0001F389', 'ascii': 'plain', 'real': 2.5, 'flags': [True, False],"
+               "'data': bytes(range(20)), 'when': datetime.datetime(1999, 12, 31, 23, 59, 58, 500000),"
+               "'many': list(range(40)), 'uid': plistlib.UID(300)}, fmt=plistlib.FMT_BINARY))"});
+    ASSERT_EQ(python.status, 0) << python.err.toStdString();
+    QString error;
+    const QVariantMap map = PropertyList::fromData(python.out, &error).toMap();
+    ASSERT_FALSE(map.isEmpty()) << error.toStdString();
+    const QVariantList ints = map.value("ints").toList();
+    ASSERT_EQ(ints.size(), 9);
+    EXPECT_EQ(ints[0].toLongLong(), 0);
+    EXPECT_EQ(ints[1].toLongLong(), 255);
+    EXPECT_EQ(ints[2].toLongLong(), 256);
+    EXPECT_EQ(ints[3].toLongLong(), 65536);
+    EXPECT_EQ(ints[4].toLongLong(), qint64(1) << 32);
+    EXPECT_EQ(ints[5].toLongLong(), -1);
+    EXPECT_EQ(ints[6].toLongLong(), std::numeric_limits<qint64>::min());
+    EXPECT_EQ(ints[7].toULongLong(), quint64(1) << 63);
+    EXPECT_EQ(ints[8].toULongLong(), allOnes);
+    EXPECT_EQ(map.value("text").toString(), QStringLiteral("Grüße 🎉"));
+    EXPECT_EQ(map.value("ascii").toString(), "plain");
+    EXPECT_EQ(map.value("real").toDouble(), 2.5);
+    EXPECT_EQ(map.value("flags"), QVariant(QVariantList{true, false}));
+    EXPECT_EQ(map.value("data").toByteArray().size(), 20);
+    EXPECT_EQ(map.value("when").toDateTime(), utc(1999, 12, 31, 23, 59, 58, 500));
+    EXPECT_EQ(map.value("many").toList().size(), 40);
+    EXPECT_EQ(map.value("uid").value<PlistUid>().value, 300u);
+}
+
+TEST(PropertyList, HostileBinaryStructureIsRefused)
+{
+    // Builds "bplist00" data from raw object bytes; offsets are worked out here, the trailer can be doctored.
+    const auto bplist = [](const QList<QByteArray> &objects, quint64 top = 0, int doctorCount = 0) {
+        QByteArray data = "bplist00";
+        QByteArray offsets;
+        for (const QByteArray &object : objects) {
+            offsets.append(char(data.size()));
+            data.append(object);
+        }
+        const quint64 tableOffset = quint64(data.size());
+        data.append(offsets);
+        QByteArray trailer(32, '\0');
+        trailer[6] = 1;
+        trailer[7] = 1;
+        qToBigEndian<quint64>(quint64(objects.size() + doctorCount), trailer.data() + 8);
+        qToBigEndian<quint64>(top, trailer.data() + 16);
+        qToBigEndian<quint64>(tableOffset, trailer.data() + 24);
+        return data + trailer;
+    };
+    const QByteArray ascii = QByteArray::fromHex("5161"); // "a"
+    EXPECT_TRUE(PropertyList::fromData(bplist({ascii})).isValid());
+
+    struct Case {
+        const char *name;
+        QByteArray data;
+    };
+    const QList<Case> cases = {
+        {"array holding itself", bplist({QByteArray::fromHex("a100")})},
+        {"two arrays holding each other", bplist({QByteArray::fromHex("a101"), QByteArray::fromHex("a100")})},
+        {"reference past the objects", bplist({QByteArray::fromHex("a105")})},
+        {"top object past the objects", bplist({ascii}, 3)},
+        {"object count larger than the table", bplist({ascii}, 0, 1)},
+        {"string longer than the file", bplist({QByteArray::fromHex("5f10ff61")})},
+        {"integer wider than 128 bits", bplist({QByteArray::fromHex("15") + QByteArray(32, '\1')})},
+        {"128-bit integer above 2^64", bplist({QByteArray::fromHex("14") + QByteArray(16, '\1')})},
+        {"non-string dictionary key", bplist({QByteArray::fromHex("d10101"), QByteArray::fromHex("1001")})},
+        {"unknown marker", bplist({QByteArray::fromHex("70")})},
+        {"date that is not a number", bplist({QByteArray::fromHex("337ff8000000000000")})},
+    };
+    for (const Case &c : cases) {
+        QString error;
+        EXPECT_FALSE(PropertyList::fromData(c.data, &error).isValid()) << c.name;
+        EXPECT_TRUE(error.startsWith("damaged binary property list"))
+            << c.name << ": " << error.toStdString();
+    }
+
+    // Each array holds the next twice: 40 levels describe 2^40 leaves in a few hundred bytes.
+    QList<QByteArray> bomb;
+    for (int level = 0; level < 40; ++level)
+        bomb.append(QByteArray::fromHex("a2") + char(level + 1) + char(level + 1));
+    bomb.append(ascii);
+    QString error;
+    EXPECT_FALSE(PropertyList::fromData(bplist(bomb), &error).isValid());
+    EXPECT_TRUE(error.contains("expands")) << error.toStdString();
 }
 
 TEST(PropertyList, XmlArchiveReferencesBecomeUids)
