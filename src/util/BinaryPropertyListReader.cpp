@@ -14,7 +14,6 @@ const QByteArray magic = QByteArrayLiteral("bplist00");
 constexpr qsizetype headerSize = 8;
 constexpr qsizetype trailerSize = 32;
 constexpr int maxDepth = 512;
-constexpr quint64 maxExpandedObjects = 10'000'000;
 constexpr double maxDateSeconds = 1e14;
 
 const QDateTime referenceDate(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
@@ -102,12 +101,11 @@ bool BinaryPropertyListReader::readTrailer()
         m_objectCount > (trailer - m_offsetTable) / quint64(m_offsetSize) ||
         m_offsetTable + m_objectCount * quint64(m_offsetSize) != trailer)
         return fail(QStringLiteral("the offset table does not fit the file"));
-    m_states.assign(m_objectCount, State::NotRead);
-    m_decoded.resize(m_objectCount);
+    m_memo.emplace(m_objectCount);
     return true;
 }
 
-BinaryPropertyListReader::Decoded BinaryPropertyListReader::object(quint64 index, int depth)
+DecodedObject BinaryPropertyListReader::object(quint64 index, int depth)
 {
     if (!m_error.isEmpty())
         return {};
@@ -119,36 +117,15 @@ BinaryPropertyListReader::Decoded BinaryPropertyListReader::object(quint64 index
         fail(QStringLiteral("containers nest too deeply"));
         return {};
     }
-    switch (m_states[index]) {
-    case State::Read:
-        // Shared objects are expanded wherever they are used; bound the total so a small file cannot
-        // describe an astronomically large tree.
-        m_totalWeight += m_decoded[index].weight;
-        if (m_totalWeight > maxExpandedObjects) {
-            fail(QStringLiteral("the data expands to more than %1 objects").arg(maxExpandedObjects));
+    return m_memo->resolve(index, m_error, [&]() -> DecodedObject {
+        quint64 offset = 0;
+        readUnsigned(m_offsetTable + index * quint64(m_offsetSize), m_offsetSize, offset);
+        if (!m_error.isEmpty() || !inObjectArea(offset, 1)) {
+            fail(QStringLiteral("object %1 lies outside the object area").arg(index));
             return {};
         }
-        return m_decoded[index];
-    case State::Reading:
-        fail(QStringLiteral("object %1 contains itself").arg(index));
-        return {};
-    case State::NotRead:
-        break;
-    }
-    quint64 offset = 0;
-    readUnsigned(m_offsetTable + index * quint64(m_offsetSize), m_offsetSize, offset);
-    if (!m_error.isEmpty() || !inObjectArea(offset, 1)) {
-        fail(QStringLiteral("object %1 lies outside the object area").arg(index));
-        return {};
-    }
-    m_states[index] = State::Reading;
-    Decoded decoded = parseObject(offset, depth);
-    m_states[index] = State::Read;
-    if (!m_error.isEmpty())
-        return {};
-    ++m_totalWeight; // its children counted themselves
-    m_decoded[index] = decoded;
-    return decoded;
+        return parseObject(offset, depth);
+    });
 }
 
 bool BinaryPropertyListReader::readCount(quint64 &offset, quint8 marker, quint64 &count)
@@ -183,7 +160,7 @@ quint64 BinaryPropertyListReader::referenceAt(quint64 offset, quint64 position) 
     return value;
 }
 
-BinaryPropertyListReader::Decoded BinaryPropertyListReader::parseObject(quint64 offset, int depth)
+DecodedObject BinaryPropertyListReader::parseObject(quint64 offset, int depth)
 {
     const quint8 marker = m_bytes[offset++];
     const quint8 low = marker & 0x0F;
@@ -273,11 +250,11 @@ BinaryPropertyListReader::Decoded BinaryPropertyListReader::parseObject(quint64 
         quint64 count = 0;
         if (!readCount(offset, marker, count) || !checkReferences(offset, count))
             return {};
-        Decoded result{QVariant(), 1};
+        DecodedObject result{QVariant(), 1};
         QVariantList list;
         list.reserve(qsizetype(count));
         for (quint64 i = 0; i < count; ++i) {
-            Decoded item = object(referenceAt(offset, i), depth + 1);
+            DecodedObject item = object(referenceAt(offset, i), depth + 1);
             if (!m_error.isEmpty())
                 return {};
             list.append(std::move(item.value));
@@ -291,11 +268,11 @@ BinaryPropertyListReader::Decoded BinaryPropertyListReader::parseObject(quint64 
         if (!readCount(offset, marker, count) || count > m_offsetTable / 2 ||
             !checkReferences(offset, count * 2))
             return {};
-        Decoded result{QVariant(), 1};
+        DecodedObject result{QVariant(), 1};
         QVariantMap map;
         for (quint64 i = 0; i < count; ++i) {
-            const Decoded key = object(referenceAt(offset, i), depth + 1);
-            Decoded value = object(referenceAt(offset, count + i), depth + 1);
+            const DecodedObject key = object(referenceAt(offset, i), depth + 1);
+            DecodedObject value = object(referenceAt(offset, count + i), depth + 1);
             if (!m_error.isEmpty())
                 return {};
             if (key.value.typeId() != QMetaType::QString) {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "ObjectTableMemo.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVariant>
 
-#include <vector>
+#include <optional>
 
 // Reads "bplist00" data straight into QVariants (the value types of PropertyList.h). Ours rather than
 // libplist's because a full recent-items state has tens of thousands of objects: libplist builds a node tree
@@ -16,15 +18,10 @@ public:
     static QVariant read(const QByteArray &data, QString *error = nullptr);
 
 private:
-    struct Decoded {
-        QVariant value;
-        quint64 weight = 0; // nodes once shared objects are expanded, to bound reference bombs
-    };
-
     explicit BinaryPropertyListReader(const QByteArray &data) : m_data(data) {}
     bool readTrailer();
-    Decoded object(quint64 index, int depth);
-    Decoded parseObject(quint64 offset, int depth);
+    DecodedObject object(quint64 index, int depth);
+    DecodedObject parseObject(quint64 offset, int depth);
     bool readCount(quint64 &offset, quint8 marker, quint64 &count);
     bool checkReferences(quint64 offset, quint64 count);
     quint64 referenceAt(quint64 offset, quint64 position) const;
@@ -39,9 +36,6 @@ private:
     quint64 m_objectCount = 0;
     quint64 m_topObject = 0;
     quint64 m_offsetTable = 0;
-    enum class State : quint8 { NotRead, Reading, Read };
-    std::vector<State> m_states;
-    std::vector<Decoded> m_decoded;
-    quint64 m_totalWeight = 0;
+    std::optional<ObjectTableMemo> m_memo;
     QString m_error;
 };

@@ -13,7 +13,6 @@ namespace {
 const QString archiverName = QStringLiteral("NSKeyedArchiver");
 constexpr qint64 archiveVersion = 100000;
 constexpr int maxDepth = 256;
-constexpr quint64 maxExpandedObjects = 10'000'000;
 constexpr double maxDateSeconds = 1e14; // far beyond any real date, well inside QDateTime's range
 
 const QString classKey = QStringLiteral("$class");
@@ -243,8 +242,7 @@ void KeyedArchiver::encodeBytes(const QByteArray &bytes, const QString &key)
 // ---- Reading ----
 
 KeyedUnarchiver::KeyedUnarchiver(const QVariantList &objects, const ClassTable &classes)
-    : m_objects(objects), m_classes(classes), m_states(size_t(objects.size()), State::NotRead),
-      m_decoded(size_t(objects.size()))
+    : m_objects(objects), m_classes(classes), m_memo(size_t(objects.size()))
 {
 }
 
@@ -329,14 +327,14 @@ void KeyedUnarchiver::failWithError(const QString &error)
     fail(error);
 }
 
-KeyedUnarchiver::Decoded KeyedUnarchiver::decodeReference(const QVariant &reference, int depth)
+DecodedObject KeyedUnarchiver::decodeReference(const QVariant &reference, int depth)
 {
     if (!m_error.isEmpty())
         return {};
     if (isUid(reference))
         return decodeObjectAt(reference.value<PlistUid>().value, depth);
     if (isScalar(reference)) {
-        ++m_totalWeight;
+        m_memo.countLeaf(m_error);
         return {reference, 1};
     }
     if (depth > maxDepth) {
@@ -344,11 +342,11 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeReference(const QVariant &refere
         return {};
     }
     // Inline containers only occur in objects of classes we do not know; decode what they refer to.
-    Decoded result{QVariant(), 1};
+    DecodedObject result{QVariant(), 1};
     if (reference.typeId() == QMetaType::QVariantList) {
         QVariantList list;
         for (const QVariant &item : reference.toList()) {
-            Decoded decoded = decodeReference(item, depth + 1);
+            DecodedObject decoded = decodeReference(item, depth + 1);
             list.append(decoded.value);
             result.weight += decoded.weight;
         }
@@ -357,17 +355,17 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeReference(const QVariant &refere
         QVariantMap map;
         const QVariantMap source = reference.toMap();
         for (auto it = source.cbegin(); it != source.cend(); ++it) {
-            Decoded decoded = decodeReference(it.value(), depth + 1);
+            DecodedObject decoded = decodeReference(it.value(), depth + 1);
             map.insert(unescapedKey(it.key()), decoded.value);
             result.weight += decoded.weight;
         }
         result.value = map;
     }
-    ++m_totalWeight;
+    m_memo.countLeaf(m_error);
     return result;
 }
 
-KeyedUnarchiver::Decoded KeyedUnarchiver::decodeObjectAt(quint64 uid, int depth)
+DecodedObject KeyedUnarchiver::decodeObjectAt(quint64 uid, int depth)
 {
     if (uid == 0)
         return {QVariant(), 1};
@@ -382,36 +380,15 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeObjectAt(quint64 uid, int depth)
     const qsizetype index = qsizetype(uid);
     const QVariant &object = m_objects[index];
     if (isScalar(object)) {
-        ++m_totalWeight;
+        m_memo.countLeaf(m_error);
         return {object, 1};
     }
-    if (m_states[index] == State::Read) {
-        // A shared object is expanded again wherever it is used; bound the total so a small file cannot
-        // describe an astronomically large tree.
-        m_totalWeight += m_decoded[index].weight;
-        if (m_totalWeight > maxExpandedObjects) {
-            fail(QStringLiteral("the archive expands to more than %1 objects").arg(maxExpandedObjects));
-            return {};
-        }
-        return m_decoded[index];
-    }
-    if (m_states[index] == State::Reading) {
-        fail(QStringLiteral("object %1 contains itself").arg(uid));
-        return {};
-    }
-
     if (object.typeId() != QMetaType::QVariantMap) {
         fail(QStringLiteral("object %1 has an unexpected type").arg(uid));
         return {};
     }
-    m_states[index] = State::Reading;
-    Decoded decoded = decodeDictionaryObject(object.toMap(), depth);
-    m_states[index] = State::Read;
-    if (!m_error.isEmpty())
-        return {};
-    ++m_totalWeight; // its children counted themselves
-    m_decoded[index] = decoded;
-    return decoded;
+    return m_memo.resolve(size_t(index), m_error,
+                          [&] { return decodeDictionaryObject(object.toMap(), depth); });
 }
 
 const KeyedUnarchiver::ClassInfo *KeyedUnarchiver::classInfo(const QVariant &classReference)
@@ -461,7 +438,7 @@ const KeyedUnarchiver::ClassInfo *KeyedUnarchiver::classInfo(const QVariant &cla
     return &m_classInfo.insert(uid, info).value();
 }
 
-KeyedUnarchiver::Decoded KeyedUnarchiver::decodeDictionaryObject(const QVariantMap &object, int depth)
+DecodedObject KeyedUnarchiver::decodeDictionaryObject(const QVariantMap &object, int depth)
 {
     const ClassInfo *found = classInfo(object.value(classKey));
     if (!found)
@@ -495,17 +472,17 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeDictionaryObject(const QVariantM
     return decodeGenericObject(object, info.name, depth);
 }
 
-KeyedUnarchiver::Decoded KeyedUnarchiver::decodeArray(const QVariantMap &object, int depth)
+DecodedObject KeyedUnarchiver::decodeArray(const QVariantMap &object, int depth)
 {
     const QVariant references = object.value(objectsKey);
     if (references.typeId() != QMetaType::QVariantList) {
         fail(QStringLiteral("an array has no NS.objects"));
         return {};
     }
-    Decoded result{QVariant(), 1};
+    DecodedObject result{QVariant(), 1};
     QVariantList list;
     for (const QVariant &reference : references.toList()) {
-        Decoded item = decodeReference(reference, depth + 1);
+        DecodedObject item = decodeReference(reference, depth + 1);
         if (!m_error.isEmpty())
             return {};
         list.append(item.value);
@@ -515,7 +492,7 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeArray(const QVariantMap &object,
     return result;
 }
 
-KeyedUnarchiver::Decoded KeyedUnarchiver::decodeDictionary(const QVariantMap &object, int depth)
+DecodedObject KeyedUnarchiver::decodeDictionary(const QVariantMap &object, int depth)
 {
     const QVariantList keys = object.value(keysKey).toList();
     const QVariantList values = object.value(objectsKey).toList();
@@ -523,11 +500,11 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeDictionary(const QVariantMap &ob
         fail(QStringLiteral("a dictionary has %1 keys for %2 values").arg(keys.size()).arg(values.size()));
         return {};
     }
-    Decoded result{QVariant(), 1};
+    DecodedObject result{QVariant(), 1};
     QVariantMap map;
     for (qsizetype i = 0; i < keys.size(); ++i) {
-        const Decoded key = decodeReference(keys[i], depth + 1);
-        Decoded value = decodeReference(values[i], depth + 1);
+        const DecodedObject key = decodeReference(keys[i], depth + 1);
+        DecodedObject value = decodeReference(values[i], depth + 1);
         if (!m_error.isEmpty())
             return {};
         if (key.value.typeId() != QMetaType::QString && !key.value.canConvert<double>()) {
@@ -541,8 +518,8 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeDictionary(const QVariantMap &ob
     return result;
 }
 
-KeyedUnarchiver::Decoded KeyedUnarchiver::decodeCustomObject(const QVariantMap &object,
-                                                             const QString &className, int depth)
+DecodedObject KeyedUnarchiver::decodeCustomObject(const QVariantMap &object, const QString &className,
+                                                  int depth)
 {
     const QVariantMap *outerObject = std::exchange(m_currentObject, &object);
     const int outerDepth = std::exchange(m_currentDepth, depth);
@@ -558,15 +535,15 @@ KeyedUnarchiver::Decoded KeyedUnarchiver::decodeCustomObject(const QVariantMap &
     return {QVariant::fromValue(decoded), 1};
 }
 
-KeyedUnarchiver::Decoded KeyedUnarchiver::decodeGenericObject(const QVariantMap &object,
-                                                              const QString &className, int depth)
+DecodedObject KeyedUnarchiver::decodeGenericObject(const QVariantMap &object, const QString &className,
+                                                   int depth)
 {
-    Decoded result{QVariant(), 1};
+    DecodedObject result{QVariant(), 1};
     QVariantMap fields;
     for (auto it = object.cbegin(); it != object.cend(); ++it) {
         if (it.key() == classKey)
             continue;
-        Decoded value = decodeReference(it.value(), depth + 1);
+        DecodedObject value = decodeReference(it.value(), depth + 1);
         fields.insert(unescapedKey(it.key()), value.value);
         result.weight += value.weight;
     }

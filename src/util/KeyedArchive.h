@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ObjectTableMemo.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QList>
@@ -10,7 +12,6 @@
 
 #include <functional>
 #include <memory>
-#include <vector>
 
 // Keyed archives: the object-graph format of the state files, a binary property list that standard plist
 // tools (Python's plistlib among them) can read.
@@ -89,20 +90,15 @@ public:
     void failWithError(const QString &error);
 
 private:
-    struct Decoded {
-        QVariant value;
-        quint64 weight = 0; // nodes in the value once expanded, to bound shared-reference bombs
-    };
-
     KeyedUnarchiver(const QVariantList &objects, const ClassTable &classes);
     QVariant decodeRoot(const QVariant &rootReference);
-    Decoded decodeReference(const QVariant &reference, int depth);
-    Decoded decodeObjectAt(quint64 uid, int depth);
-    Decoded decodeDictionaryObject(const QVariantMap &object, int depth);
-    Decoded decodeArray(const QVariantMap &object, int depth);
-    Decoded decodeDictionary(const QVariantMap &object, int depth);
-    Decoded decodeCustomObject(const QVariantMap &object, const QString &className, int depth);
-    Decoded decodeGenericObject(const QVariantMap &object, const QString &className, int depth);
+    DecodedObject decodeReference(const QVariant &reference, int depth);
+    DecodedObject decodeObjectAt(quint64 uid, int depth);
+    DecodedObject decodeDictionaryObject(const QVariantMap &object, int depth);
+    DecodedObject decodeArray(const QVariantMap &object, int depth);
+    DecodedObject decodeDictionary(const QVariantMap &object, int depth);
+    DecodedObject decodeCustomObject(const QVariantMap &object, const QString &className, int depth);
+    DecodedObject decodeGenericObject(const QVariantMap &object, const QString &className, int depth);
     // How objects of one archived class are decoded, worked out once per class entry.
     struct ClassInfo {
         enum Kind { Custom, Array, Dictionary, Date, Null, String, Data, Generic } kind = Generic;
@@ -114,11 +110,8 @@ private:
 
     const QVariantList &m_objects;
     const ClassTable &m_classes;
-    enum class State : quint8 { NotRead, Reading, Read };
-    std::vector<State> m_states;
-    std::vector<Decoded> m_decoded;
+    ObjectTableMemo m_memo;
     QHash<quint64, ClassInfo> m_classInfo;
-    quint64 m_totalWeight = 0;
     const QVariantMap *m_currentObject = nullptr;
     int m_currentDepth = 0;
     QString m_error;
