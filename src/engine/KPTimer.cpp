@@ -1,0 +1,8 @@
+#include "KPTimer.h"
+
+KPTimer KPTimer::timer()
+{
+    KPTimer started;
+    started.start();
+    return started;
+}
