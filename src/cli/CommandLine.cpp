@@ -1,7 +1,11 @@
 #include "CommandLine.h"
 
 #include "Command.h"
+#include "DefaultsTable.h"
 #include "DumpCommand.h"
+#include "RecentCommand.h"
+#include "UserDefaults.h"
+#include "WatchCommand.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -12,7 +16,8 @@ namespace {
 
 const QList<const Command *> &commands()
 {
-    static const QList<const Command *> all = {&DumpCommand::command};
+    static const QList<const Command *> all = {&DumpCommand::command, &RecentCommand::command,
+                                               &WatchCommand::command};
     return all;
 }
 
@@ -114,6 +119,7 @@ int run(const QStringList &arguments)
         printCommandHelp(*command, out);
         return ExitSuccess;
     }
+    UserDefaults::standard().registerDefaults(DefaultsTable::registrationDomain());
     CommandContext context{rest, out, err};
     return command->run(context);
 }
