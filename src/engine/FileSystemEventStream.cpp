@@ -8,6 +8,7 @@
 #include "ReferenceTime.h"
 #include "UserVolumes.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QSocketNotifier>
@@ -50,8 +51,13 @@ void FileSystemEventStream::LaterDeleter::operator()(QObject *object) const
 
 FileSystemEventStream &FileSystemEventStream::defaultFileSystemEventStream()
 {
-    // Kept for the life of the process; its worker thread ends with shutdown().
-    static FileSystemEventStream *const shared = new FileSystemEventStream;
+    // Kept for the life of the process. Its worker thread ends with shutdown(), at the latest while the
+    // application object goes away: a thread that is still starting then would find no application.
+    static FileSystemEventStream *const shared = [] {
+        auto *stream = new FileSystemEventStream;
+        qAddPostRoutine([] { defaultFileSystemEventStream().shutdown(); });
+        return stream;
+    }();
     return *shared;
 }
 

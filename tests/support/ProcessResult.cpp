@@ -13,7 +13,12 @@ ProcessResult runProcess(const QString &program, const QStringList &arguments, c
     return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
+QString vantryProgram()
+{
+    return QStringLiteral(VANTRY_BINARY);
+}
+
 ProcessResult runVantry(const QStringList &arguments, const QByteArray &input)
 {
-    return runProcess(QStringLiteral(VANTRY_BINARY), arguments, input);
+    return runProcess(vantryProgram(), arguments, input);
 }

@@ -13,5 +13,6 @@ struct ProcessResult {
 
 ProcessResult runProcess(const QString &program, const QStringList &arguments, const QByteArray &input = {});
 
-// Runs the built `vantry` program.
+// The built `vantry` program, and a run of it.
+QString vantryProgram();
 ProcessResult runVantry(const QStringList &arguments, const QByteArray &input = {});
