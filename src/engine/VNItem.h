@@ -4,7 +4,6 @@
 
 #include <QByteArray>
 #include <QDateTime>
-#include <QElapsedTimer>
 #include <QList>
 #include <QMap>
 #include <QString>
@@ -113,7 +112,7 @@ private:
     std::optional<bool> m_fileExists;
     bool m_isInvisible = true; // as for the empty path, until a path is set
     bool m_usePartialPathForTitle = false;
-    QElapsedTimer m_sinceCacheUpdate; // invalid: the next access refreshes
+    qint64 m_lastCacheUpdate = 0; // coarse monotonic milliseconds; 0: the next access refreshes
 
     mutable std::mutex m_stackLock;
     std::optional<QMap<QString, VNItemRef>> m_stack;

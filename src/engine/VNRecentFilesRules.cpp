@@ -134,9 +134,16 @@ bool VNRecentFilesRules::hasExtensionIn(const Lists &lists, const QString &path)
     return lists.unwantedExtensions.contains(pathExtension(path).toLower());
 }
 
-bool VNRecentFilesRules::containsFragmentOf(const Lists &lists, const QString &path)
+bool VNRecentFilesRules::containsFragmentOf(const Lists &lists, const QString &path, bool withSlash)
 {
-    return containsAny(path, lists.unwantedPathFragments, Qt::CaseInsensitive);
+    return std::any_of(lists.unwantedPathFragments.cbegin(), lists.unwantedPathFragments.cend(),
+                       [&](const QString &fragment) {
+                           if (path.contains(fragment, Qt::CaseInsensitive))
+                               return true;
+                           // Only a fragment ending in "/" can meet the appended "/".
+                           return withSlash && fragment.endsWith(u'/') &&
+                                  path.endsWith(QStringView(fragment).chopped(1), Qt::CaseInsensitive);
+                       });
 }
 
 bool VNRecentFilesRules::isSingleExcludedItem(const Lists &lists, const QString &path)
@@ -174,27 +181,24 @@ bool VNRecentFilesRules::isSystemFile(VNItem *item)
     return false;
 }
 
-bool VNRecentFilesRules::folderIncluded(const Lists &lists, const QString &path)
+VNRecentFilesRules::FolderVerdict VNRecentFilesRules::folderVerdict(const Lists &lists, const QString &path)
 {
     if (hasPrefixIn(path, lists.wantedDirectories))
-        return true;
+        return FolderVerdict::Wanted;
     if (hasPrefixIn(path, lists.unwantedDirectories))
-        return false;
+        return FolderVerdict::Excluded;
     if (pathInHardCodedIncludeSet(path))
-        return true;
+        return FolderVerdict::AlwaysIncluded;
     // The appended "/" lets a fragment such as "/build/" match a folder named build itself.
-    if (containsFragmentOf(lists, path + QLatin1Char('/')))
-        return false;
-    if (hasExtensionIn(lists, path))
-        return false;
-    if (isSingleExcludedItem(lists, path))
-        return false;
-    return passesHardCodedExcludePaths(path);
+    if (containsFragmentOf(lists, path, true) || hasExtensionIn(lists, path) ||
+        isSingleExcludedItem(lists, path))
+        return FolderVerdict::Excluded;
+    return passesHardCodedExcludePaths(path) ? FolderVerdict::Passed : FolderVerdict::Excluded;
 }
 
 bool VNRecentFilesRules::userWantsFolderIncluded(const QString &path) const
 {
-    return folderIncluded(*lists(), path);
+    return folderVerdict(*lists(), path) != FolderVerdict::Excluded;
 }
 
 bool VNRecentFilesRules::userWantsItemIncluded(VNItem &item) const
@@ -203,7 +207,18 @@ bool VNRecentFilesRules::userWantsItemIncluded(VNItem &item) const
         return false;
     const QString path = item.path();
     const std::shared_ptr<const Lists> current = lists();
-    return folderIncluded(*current, path) && !hasExtensionIn(*current, path) &&
-           !containsFragmentOf(*current, path) && !isSingleExcludedItem(*current, path) &&
-           !isSystemFile(&item);
+    switch (folderVerdict(*current, path)) {
+    case FolderVerdict::Excluded:
+        return false;
+    case FolderVerdict::Passed:
+        // The folder test already applied the extension, fragment and single-item lists.
+        break;
+    case FolderVerdict::Wanted:
+    case FolderVerdict::AlwaysIncluded:
+        if (hasExtensionIn(*current, path) || containsFragmentOf(*current, path) ||
+            isSingleExcludedItem(*current, path))
+            return false;
+        break;
+    }
+    return !isSystemFile(&item);
 }

@@ -49,9 +49,13 @@ private:
     };
     std::shared_ptr<const Lists> lists() const;
     static bool hasExtensionIn(const Lists &lists, const QString &path);
-    static bool containsFragmentOf(const Lists &lists, const QString &path);
+    // `withSlash`: test the path as if it ended with "/".
+    static bool containsFragmentOf(const Lists &lists, const QString &path, bool withSlash = false);
     static bool isSingleExcludedItem(const Lists &lists, const QString &path);
-    static bool folderIncluded(const Lists &lists, const QString &path);
+    // Which rule of the folder test decided: Wanted and AlwaysIncluded let the path skip the user's other
+    // lists, Passed means it went through all of them.
+    enum class FolderVerdict { Wanted, AlwaysIncluded, Passed, Excluded };
+    static FolderVerdict folderVerdict(const Lists &lists, const QString &path);
 
     UserDefaults &m_defaults;
     mutable std::mutex m_lockForPrefs;
