@@ -11,8 +11,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/time.h>
-
 // The engine end to end on a temporary home: real files, real inotify, a real GTK client.
 namespace {
 
@@ -36,22 +34,6 @@ protected:
     }
 
     QString path(const QString &relative) const { return QDir::homePath() + QLatin1Char('/') + relative; }
-
-    QString write(const QString &relative, double age = 0)
-    {
-        const QString full = path(relative);
-        QDir().mkpath(full.left(full.lastIndexOf(u'/')));
-        QFile file(full);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("content");
-        file.close();
-        if (age > 0) {
-            const time_t when = time(nullptr) - time_t(age);
-            const timeval times[2] = {{when, 0}, {when, 0}};
-            utimes(QFile::encodeName(full).constData(), times);
-        }
-        return full;
-    }
 
     // Waits until the main list, built from fresh file facts, holds `wanted` (a stack when stackSize > 0).
     bool listShows(const QString &wanted, int stackSize = 0)
@@ -79,15 +61,15 @@ TEST_F(RecentEngineTest, SavedFilesAppearAsSinglesAndStacks)
 {
     QDir().mkpath(path("Documents/Project"));
     startEngine();
-    write("Documents/letter.odt");
+    home.writeFile("Documents/letter.odt");
     ASSERT_TRUE(listShows(path("Documents/letter.odt")));
 
     for (const char *name : {"a.txt", "b.txt", "c.txt", "d.txt"})
-        write(QStringLiteral("Documents/Project/") + name);
+        home.writeFile(QStringLiteral("Documents/Project/") + name);
     EXPECT_TRUE(listShows(path("Documents/Project"), 4));
 
     // A new folder is watched at once; a rename brings the new name in.
-    write("Documents/Fresh/notes.md");
+    home.writeFile("Documents/Fresh/notes.md");
     EXPECT_TRUE(listShows(path("Documents/Fresh/notes.md")));
     ASSERT_TRUE(QFile::rename(path("Documents/letter.odt"), path("Documents/letter-final.odt")));
     EXPECT_TRUE(listShows(path("Documents/letter-final.odt")));
@@ -95,29 +77,23 @@ TEST_F(RecentEngineTest, SavedFilesAppearAsSinglesAndStacks)
 
 TEST_F(RecentEngineTest, AFinishedDownloadCountsWithItsOldDate)
 {
-    write("Downloads/older.iso", 86400 * 3);
+    home.writeFile("Downloads/older.iso", 86400 * 3);
     startEngine();
     // Browsers give a finished download its server date, long before the cut-off; it is new to the folder.
-    QFile part(path("Downloads/manual.pdf.part"));
-    ASSERT_TRUE(part.open(QIODevice::WriteOnly));
-    part.write("partial");
-    part.close();
-    const time_t old = time(nullptr) - 86400 * 30;
-    const timeval times[2] = {{old, 0}, {old, 0}};
-    utimes(QFile::encodeName(part.fileName()).constData(), times);
-    ASSERT_TRUE(QFile::rename(part.fileName(), path("Downloads/manual.pdf")));
+    const QString part = home.writeFile("Downloads/manual.pdf.part", 86400 * 30);
+    ASSERT_TRUE(QFile::rename(part, path("Downloads/manual.pdf")));
     EXPECT_TRUE(listShows(path("Downloads/manual.pdf")));
 }
 
 TEST_F(RecentEngineTest, ChangesWhileNotRunningAreReplayedAtTheNextStart)
 {
-    write("Documents/before.txt", 7200);
+    home.writeFile("Documents/before.txt", 7200);
     startEngine();
-    write("Documents/seen.txt");
+    home.writeFile("Documents/seen.txt");
     ASSERT_TRUE(listShows(path("Documents/seen.txt")));
     stopEngine();
 
-    write("Documents/while-away.txt");
+    home.writeFile("Documents/while-away.txt");
     startEngine();
     EXPECT_TRUE(listShows(path("Documents/while-away.txt")));
     EXPECT_TRUE(listShows(path("Documents/seen.txt")));
@@ -125,7 +101,7 @@ TEST_F(RecentEngineTest, ChangesWhileNotRunningAreReplayedAtTheNextStart)
 
 TEST_F(RecentEngineTest, DocumentsOpenedInAGtkApplicationJoinTheList)
 {
-    const QString document = write("Documents/opened.pdf", 86400 * 10);
+    const QString document = home.writeFile("Documents/opened.pdf", 86400 * 10);
     startEngine();
     // A GTK application records what it opens in recently-used.xbel under XDG_DATA_HOME.
     const ProcessResult gtk =

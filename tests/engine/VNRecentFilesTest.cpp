@@ -13,8 +13,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/time.h>
-
 namespace {
 
 // A collector over a temporary home, with its own defaults, stream state and recent-items file.
@@ -30,21 +28,6 @@ protected:
 
     QString statePath() const { return home.filePath(".local/share/Vantry/recentItems.plist"); }
     QString path(const QString &relative) const { return QDir::homePath() + QLatin1Char('/') + relative; }
-
-    // Creates the file (and its folders), its modification time `age` seconds in the past.
-    QString write(const QString &relative, double age = 0)
-    {
-        const QString full = path(relative);
-        QDir().mkpath(full.left(full.lastIndexOf(u'/')));
-        QFile file(full);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("content");
-        file.close();
-        const double when = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0 - age;
-        const timeval times[2] = {{time_t(when), 0}, {time_t(when), 0}};
-        utimes(QFile::encodeName(full).constData(), times);
-        return full;
-    }
 
     // Records an event of these files (relative paths) in `folder`, their facts read now.
     void record(const QString &folder, const QStringList &files)
@@ -69,8 +52,8 @@ protected:
 TEST_F(CollectorTest, ScanFindsChangedFilesAndStopsAfterTwentyOne)
 {
     for (int i = 0; i < 25; ++i)
-        write(QStringLiteral("Many/file%1.txt").arg(i));
-    write("Many/.hidden.txt");
+        home.writeFile(QStringLiteral("Many/file%1.txt").arg(i));
+    home.writeFile("Many/.hidden.txt");
     QDir().mkpath(path("Many/subfolder"));
     QDir().mkpath(path("Many/Slides.key"));
     const double cutOff = ReferenceTime::now() - 60;
@@ -81,9 +64,9 @@ TEST_F(CollectorTest, ScanFindsChangedFilesAndStopsAfterTwentyOne)
         EXPECT_FALSE(file.endsWith("subfolder"));
     }
 
-    write("Few/old.txt", 3600);
-    write("Few/new.txt");
-    write("Few/ignored.tmp");
+    home.writeFile("Few/old.txt", 3600);
+    home.writeFile("Few/new.txt");
+    home.writeFile("Few/ignored.tmp");
     EXPECT_EQ(paths(collector->scanDirectoryForChangedFiles(path("Few"), 20, cutOff)),
               QStringList{path("Few/new.txt")});
 
@@ -95,13 +78,13 @@ TEST_F(CollectorTest, ScanFindsChangedFilesAndStopsAfterTwentyOne)
 
 TEST_F(CollectorTest, ANameNewSinceTheLastListingCountsWhateverItsDate)
 {
-    write("Downloads/earlier.pdf", 7200);
+    home.writeFile("Downloads/earlier.pdf", 7200);
     collector.emplace(defaults, stream, statePath()); // lists the downloads folder as it is now
     const double cutOff = ReferenceTime::now() - 60;
     EXPECT_TRUE(collector->scanDirectoryForChangedFiles(path("Downloads"), 20, cutOff).isEmpty());
 
     // A finished download keeps the date the server gave it; it still counts, dated now.
-    write("Downloads/finished.pdf", 7200);
+    home.writeFile("Downloads/finished.pdf", 7200);
     const QList<VNItemRef> found = collector->scanDirectoryForChangedFiles(path("Downloads"), 20, cutOff);
     ASSERT_EQ(paths(found), QStringList{path("Downloads/finished.pdf")});
     EXPECT_GT(found.first()->overrideDate(), cutOff);
@@ -110,10 +93,10 @@ TEST_F(CollectorTest, ANameNewSinceTheLastListingCountsWhateverItsDate)
 TEST_F(CollectorTest, EventsFormSinglesStacksAndNearbyMembers)
 {
     for (const char *name : {"a.txt", "b.txt", "c.txt"})
-        write(QStringLiteral("Notes/") + name);
+        home.writeFile(QStringLiteral("Notes/") + name);
     for (const char *name : {"1.jpg", "2.jpg", "3.jpg", "4.jpg"})
-        write(QStringLiteral("Photos/") + name);
-    write("Photos/Edited/5.jpg");
+        home.writeFile(QStringLiteral("Photos/") + name);
+    home.writeFile("Photos/Edited/5.jpg");
 
     record("Photos/Edited", {"5.jpg"}); // older than the stack below: it joins it
     record("Notes", {"a.txt", "b.txt", "c.txt"});
@@ -138,7 +121,7 @@ TEST_F(CollectorTest, TheListIsBoundedAndNewestFirst)
 {
     for (int i = 0; i < 60; ++i) {
         const QString name = QStringLiteral("file%1.txt").arg(i, 2, 10, QLatin1Char('0'));
-        write("Work/" + name, 1000 - i); // later files are newer
+        home.writeFile("Work/" + name, 1000 - i); // later files are newer
         record("Work", {name});
     }
     const QList<VNItemRef> list = collector->recentFiles();
@@ -162,8 +145,8 @@ TEST_F(CollectorTest, TheListIsBoundedAndNewestFirst)
 TEST_F(CollectorTest, FolderViewAndRemoval)
 {
     for (const char *name : {"1.jpg", "2.jpg", "3.jpg", "4.jpg", "5.jpg"})
-        write(QStringLiteral("Photos/") + name);
-    write("Notes/a.txt");
+        home.writeFile(QStringLiteral("Photos/") + name);
+    home.writeFile("Notes/a.txt");
     record("Photos", {"1.jpg", "2.jpg", "3.jpg", "4.jpg"});
     record("Photos", {"4.jpg", "5.jpg"});
     record("Notes", {"a.txt"});
@@ -182,8 +165,8 @@ TEST_F(CollectorTest, FolderViewAndRemoval)
 
 TEST_F(CollectorTest, StateSurvivesARestartAndADamagedFileIsReset)
 {
-    write("Notes/a.txt");
-    write("Notes/b.txt");
+    home.writeFile("Notes/a.txt");
+    home.writeFile("Notes/b.txt");
     record("Notes", {"a.txt", "b.txt"});
     ASSERT_TRUE(collector->writeState());
 
@@ -235,10 +218,10 @@ TEST_F(CollectorTest, OpenedDocumentsFollowTheirOwnLimits)
 {
     QStringList opened;
     for (int i = 0; i < 10; ++i)
-        opened.append(write(QStringLiteral("Documents/doc%1.txt").arg(i), 86400));
+        opened.append(home.writeFile(QStringLiteral("Documents/doc%1.txt").arg(i), 86400));
     QDir().mkpath(path("Applications/Editor.app"));
     QDir().mkpath(path("Documents/Talk.key/Data"));
-    write("Documents/Talk.key/Data/slide.xml");
+    home.writeFile("Documents/Talk.key/Data/slide.xml");
     QDir().mkpath(path("Documents/Folder"));
 
     collector->addPathsToEvents({path("Applications/Editor.app"), path("Documents/Talk.key/Data/slide.xml"),

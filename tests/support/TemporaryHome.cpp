@@ -1,6 +1,10 @@
 #include "TemporaryHome.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
+
+#include <sys/time.h>
 
 namespace {
 const char *const variables[] = {"HOME",           "XDG_DATA_HOME",  "XDG_CONFIG_HOME",
@@ -36,4 +40,20 @@ TemporaryHome::~TemporaryHome()
         else
             qunsetenv(name);
     }
+}
+
+QString TemporaryHome::writeFile(const QString &relative, double ageSeconds) const
+{
+    const QString path = filePath(relative);
+    QDir().mkpath(path.left(path.lastIndexOf(u'/')));
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly))
+        file.write("content");
+    file.close();
+    if (ageSeconds != 0) {
+        const double when = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0 - ageSeconds;
+        const timeval times[2] = {{time_t(when), 0}, {time_t(when), 0}};
+        utimes(QFile::encodeName(path).constData(), times);
+    }
+    return path;
 }

@@ -16,6 +16,9 @@ public:
 
     QString path() const { return m_dir.path(); }
     QString filePath(const QString &relative) const { return m_dir.filePath(relative); }
+    // Writes a small file (making its folders), dated `ageSeconds` in the past when that is not 0. Returns
+    // its full path.
+    QString writeFile(const QString &relative, double ageSeconds = 0) const;
 
 private:
     QTemporaryDir m_dir;
