@@ -1,5 +1,6 @@
 #include "RecentlyUsedFeed.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -48,7 +49,9 @@ bool RecentlyUsedFeed::start()
     m_lastUse.clear();
     for (const auto &[path, lastUse] : readEntries(m_file))
         m_lastUse.insert(path, lastUse);
+    // The folder may not exist yet on a new account; the first application to record a document makes it.
     const QString folder = QFileInfo(m_file).absolutePath();
+    QDir().mkpath(folder);
     if (!m_watcher.directories().contains(folder) && !m_watcher.addPath(folder))
         return false;
     watchFile();
