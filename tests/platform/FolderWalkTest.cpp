@@ -12,7 +12,7 @@
 
 namespace {
 
-QStringList decoded(const QList<QByteArray> &paths)
+QStringList sorted(const QList<QByteArray> &paths)
 {
     QStringList names;
     for (const QByteArray &path : paths)
@@ -21,21 +21,13 @@ QStringList decoded(const QList<QByteArray> &paths)
     return names;
 }
 
-void write(const QString &path)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Append));
-    file.write("x");
-}
-
-TEST(FolderWalk, VisitsFoldersParentsFirstWithoutDotFoldersOrLinks)
+TEST(FolderWalk, VisitsFoldersParentsFirstWithoutDotFoldersOrLinksUntilTold)
 {
     TemporaryHome home;
     const QString root = home.filePath("tree");
-    QDir().mkpath(root + "/a/b");
-    QDir().mkpath(root + "/.hidden/c");
-    QDir().mkpath(root + "/elsewhere");
-    write(root + "/a/file");
+    home.writeFile("tree/a/b/file");
+    home.writeFile("tree/.hidden/c/file");
+    home.writeFile("tree/elsewhere/file");
     ASSERT_TRUE(QFile::link(root + "/elsewhere", root + "/a/link"));
 
     QList<QByteArray> visited;
@@ -43,21 +35,12 @@ TEST(FolderWalk, VisitsFoldersParentsFirstWithoutDotFoldersOrLinks)
         visited.append(folder);
         return true;
     });
-
-    EXPECT_EQ(decoded(visited), QStringList({root, root + "/a", root + "/a/b", root + "/elsewhere"}));
+    EXPECT_EQ(sorted(visited), QStringList({root, root + "/a", root + "/a/b", root + "/elsewhere"}));
     EXPECT_LT(visited.indexOf(QFile::encodeName(root + "/a")),
               visited.indexOf(QFile::encodeName(root + "/a/b")));
-}
-
-TEST(FolderWalk, StopsWhenTheVisitorSaysSo)
-{
-    TemporaryHome home;
-    QDir().mkpath(home.filePath("tree/a/b/c"));
 
     int visits = 0;
-    FolderWalk::visitFolders(QFile::encodeName(home.filePath("tree")),
-                             [&](const QByteArray &) { return ++visits < 2; });
-
+    FolderWalk::visitFolders(QFile::encodeName(root), [&](const QByteArray &) { return ++visits < 2; });
     EXPECT_EQ(visits, 2);
 }
 
@@ -65,24 +48,22 @@ TEST(FolderWalk, FindsFoldersWithEntriesChangedSinceAMoment)
 {
     TemporaryHome home;
     const QString root = home.filePath("tree");
-    for (const char *folder : {"/untouched", "/edited", "/grown", "/parent/child"})
-        QDir().mkpath(root + folder);
-    write(root + "/untouched/file");
-    write(root + "/edited/file");
+    home.writeFile("tree/untouched/file");
+    home.writeFile("tree/edited/file");
+    QDir().mkpath(root + "/grown");
+    QDir().mkpath(root + "/parent/child");
 
     // File times come from a coarse clock: keep clear of it on both sides of the moment.
     QThread::msleep(50);
     const qint64 since = QDateTime::currentMSecsSinceEpoch();
     QThread::msleep(50);
-    write(root + "/edited/file");
-    write(root + "/grown/new");
-    write(root + "/parent/child/new");
+    for (const char *file : {"tree/edited/file", "tree/grown/new", "tree/parent/child/new"})
+        home.writeFile(file);
 
     QList<QByteArray> changed;
     FolderWalk::visitChangedFolders(QFile::encodeName(root), since,
                                     [&](const QByteArray &folder) { changed.append(folder); });
-
-    EXPECT_EQ(decoded(changed), QStringList({root + "/edited", root + "/grown", root + "/parent/child"}));
+    EXPECT_EQ(sorted(changed), QStringList({root + "/edited", root + "/grown", root + "/parent/child"}));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "XPSimpleUtils.h"
 
+#include "QtPrinters.h"
 #include "TemporaryMount.h"
 
 #include <QDir>
@@ -9,151 +10,106 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace {
+
+using Resolved = std::pair<QString, qint16>;
+
+Resolved resolved(const QByteArray &alias, bool withUI = false)
+{
+    qint16 error = 1;
+    const QString path = XPSimpleUtils::resolveAliasDataToPath(alias, error, withUI);
+    return {path, error};
+}
+
+QByteArray aliasFor(const QString &path)
+{
+    return XPSimpleUtils::aliasDataForPath(path);
+}
 
 class XPSimpleUtilsTest : public ::testing::Test {
 protected:
-    QString makeFile(const QString &name, const QByteArray &content = "text")
+    QString makeFile(const QString &name)
     {
         QFile file(folder.filePath(name));
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
         return file.fileName();
-    }
-
-    static QString resolved(const QByteArray &alias, qint16 &error)
-    {
-        return XPSimpleUtils::resolveAliasDataToPath(alias, error);
     }
 
     QTemporaryDir folder;
 };
 
-TEST_F(XPSimpleUtilsTest, AliasDataNeedsAnExistingAbsolutePath)
+TEST_F(XPSimpleUtilsTest, ResolvesAnExistingAbsolutePathToItself)
 {
-    EXPECT_TRUE(XPSimpleUtils::aliasDataForPath(QString()).isEmpty());
-    EXPECT_TRUE(XPSimpleUtils::aliasDataForPath(folder.filePath("missing")).isEmpty());
-    EXPECT_TRUE(XPSimpleUtils::aliasDataForPath("relative/path").isEmpty());
-    EXPECT_FALSE(XPSimpleUtils::aliasDataForPath(makeFile("a.txt")).isEmpty());
-    EXPECT_FALSE(XPSimpleUtils::aliasDataForPath(folder.path()).isEmpty());
-    EXPECT_FALSE(XPSimpleUtils::aliasDataForPath("/").isEmpty());
-}
-
-TEST_F(XPSimpleUtilsTest, ResolvesToThePathWhileTheFileIsThere)
-{
+    EXPECT_TRUE(aliasFor(QString()).isEmpty());
+    EXPECT_TRUE(aliasFor(folder.filePath("missing")).isEmpty());
+    EXPECT_TRUE(aliasFor("relative/path").isEmpty());
     const QString path = makeFile("a.txt");
-    qint16 error = 1;
-    EXPECT_EQ(resolved(XPSimpleUtils::aliasDataForPath(path), error), path);
-    EXPECT_EQ(error, XPSimpleUtils::noErr);
-    EXPECT_EQ(resolved(XPSimpleUtils::aliasDataForPath("/"), error), "/");
+    EXPECT_EQ(resolved(aliasFor(path)), Resolved(path, XPSimpleUtils::noErr));
+    EXPECT_EQ(resolved(aliasFor(folder.path())), Resolved(folder.path(), XPSimpleUtils::noErr));
+    EXPECT_EQ(resolved(aliasFor("/")), Resolved("/", XPSimpleUtils::noErr));
 }
 
-TEST_F(XPSimpleUtilsTest, FollowsARenameWithinTheFolder)
+TEST_F(XPSimpleUtilsTest, FollowsTheFileThroughRenamesAndReplacementsInItsFolder)
 {
-    const QString path = makeFile("draft.txt");
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(path);
+    const QByteArray renamed = aliasFor(makeFile("draft.txt"));
     makeFile("other.txt");
-    ASSERT_TRUE(QFile::rename(path, folder.filePath("final version.txt")));
-    qint16 error = 1;
-    EXPECT_EQ(resolved(alias, error), folder.filePath("final version.txt"));
-    EXPECT_EQ(error, XPSimpleUtils::noErr);
-}
+    ASSERT_TRUE(QFile::rename(folder.filePath("draft.txt"), folder.filePath("final version.txt")));
+    EXPECT_EQ(resolved(renamed), Resolved(folder.filePath("final version.txt"), XPSimpleUtils::noErr));
 
-TEST_F(XPSimpleUtilsTest, FollowsTheOriginalFileBeforeANewOneOfTheSameName)
-{
-    const QString path = makeFile("a.txt");
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(path);
-    ASSERT_TRUE(QFile::rename(path, folder.filePath("b.txt")));
+    // The original file wins over a new one that took its name.
+    const QByteArray moved = aliasFor(makeFile("a.txt"));
+    ASSERT_TRUE(QFile::rename(folder.filePath("a.txt"), folder.filePath("b.txt")));
     makeFile("a.txt");
-    qint16 error = 1;
-    EXPECT_EQ(resolved(alias, error), folder.filePath("b.txt"));
-}
+    EXPECT_EQ(resolved(moved).first, folder.filePath("b.txt"));
 
-TEST_F(XPSimpleUtilsTest, FindsAFileReplacedUnderItsName)
-{
     // How editors save: write a new file, then rename it over the old one.
-    const QString path = makeFile("a.txt");
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(path);
-    const QString replacement = makeFile("a.txt.new", "new text");
-    ASSERT_EQ(::rename(QFile::encodeName(replacement).constData(), QFile::encodeName(path).constData()), 0);
-    qint16 error = 1;
-    EXPECT_EQ(resolved(alias, error), path);
-    EXPECT_EQ(error, XPSimpleUtils::noErr);
+    const QString path = makeFile("c.txt");
+    const QByteArray replaced = aliasFor(path);
+    ASSERT_EQ(
+        ::rename(QFile::encodeName(makeFile("c.txt.new")).constData(), QFile::encodeName(path).constData()),
+        0);
+    EXPECT_EQ(resolved(replaced), Resolved(path, XPSimpleUtils::noErr));
+
+    // A symbolic link stands for itself, even when dangling.
+    ASSERT_TRUE(QFile::link(path, folder.filePath("link")));
+    const QByteArray link = aliasFor(folder.filePath("link"));
+    ASSERT_TRUE(QFile::rename(folder.filePath("link"), folder.filePath("renamed link")));
+    EXPECT_EQ(resolved(link).first, folder.filePath("renamed link"));
+    ASSERT_TRUE(QFile::link(folder.filePath("nothing"), folder.filePath("dangling")));
+    EXPECT_EQ(resolved(aliasFor(folder.filePath("dangling"))).first, folder.filePath("dangling"));
 }
 
-TEST_F(XPSimpleUtilsTest, AGoneFileIsNotFound)
+TEST_F(XPSimpleUtilsTest, AGoneFileOrAMovedFolderIsNotFound)
 {
-    const QString path = makeFile("a.txt");
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(path);
-    ASSERT_TRUE(QFile::remove(path));
-    qint16 error = 0;
-    EXPECT_EQ(resolved(alias, error), QString());
-    EXPECT_EQ(error, XPSimpleUtils::fnfErr);
-}
+    const QByteArray gone = aliasFor(makeFile("a.txt"));
+    ASSERT_TRUE(QFile::remove(folder.filePath("a.txt")));
+    EXPECT_EQ(resolved(gone), Resolved(QString(), XPSimpleUtils::fnfErr));
 
-TEST_F(XPSimpleUtilsTest, GivesUpWhenTheFolderMoved)
-{
     ASSERT_TRUE(QDir(folder.path()).mkdir("inner"));
-    const QString path = makeFile("inner/a.txt");
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(path);
+    const QByteArray inner = aliasFor(makeFile("inner/a.txt"));
     ASSERT_TRUE(QDir(folder.path()).rename("inner", "moved"));
-    qint16 error = 0;
-    EXPECT_EQ(resolved(alias, error), QString());
-    EXPECT_EQ(error, XPSimpleUtils::fnfErr);
+    EXPECT_EQ(resolved(inner), Resolved(QString(), XPSimpleUtils::fnfErr));
 }
 
-TEST_F(XPSimpleUtilsTest, ASymbolicLinkIsFollowedAsItself)
+TEST_F(XPSimpleUtilsTest, RefusesDamagedDataAndResolvingWithUIOffTheMainThread)
 {
-    const QString target = makeFile("target.txt");
-    const QString link = folder.filePath("link");
-    ASSERT_TRUE(QFile::link(target, link));
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(link);
-    ASSERT_TRUE(QFile::rename(link, folder.filePath("renamed link")));
-    qint16 error = 1;
-    EXPECT_EQ(resolved(alias, error), folder.filePath("renamed link"));
-
-    const QString dangling = folder.filePath("dangling");
-    ASSERT_TRUE(QFile::link(folder.filePath("nothing"), dangling));
-    EXPECT_EQ(resolved(XPSimpleUtils::aliasDataForPath(dangling), error), dangling);
-}
-
-TEST_F(XPSimpleUtilsTest, RefusesMissingOrDamagedData)
-{
-    qint16 error = 0;
-    EXPECT_EQ(resolved(QByteArray(), error), QString());
-    EXPECT_EQ(error, XPSimpleUtils::paramErr);
-
-    error = 0;
-    EXPECT_EQ(resolved("not an alias at all", error), QString());
-    EXPECT_EQ(error, XPSimpleUtils::paramErr);
-
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(makeFile("a.txt"));
-    for (const qsizetype size : {qsizetype(0), qsizetype(4), alias.size() / 2, alias.size() - 1}) {
-        error = 0;
-        EXPECT_EQ(resolved(alias.left(size), error), QString()) << size;
-        EXPECT_EQ(error, XPSimpleUtils::paramErr) << size;
-    }
-    error = 0;
-    EXPECT_EQ(resolved(alias + "trailing", error), QString());
-    EXPECT_EQ(error, XPSimpleUtils::paramErr);
-}
-
-TEST_F(XPSimpleUtilsTest, ResolvingWithUIOnlyWorksOnTheMainThread)
-{
+    const Resolved refused(QString(), XPSimpleUtils::paramErr);
+    EXPECT_EQ(resolved(QByteArray()), refused);
+    EXPECT_EQ(resolved("not an alias at all"), refused);
     const QString path = makeFile("a.txt");
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(path);
-    qint16 error = 1;
-    EXPECT_EQ(XPSimpleUtils::resolveAliasDataToPath(alias, error, true), path);
-    EXPECT_EQ(error, XPSimpleUtils::noErr);
+    const QByteArray alias = aliasFor(path);
+    for (const qsizetype size : {qsizetype(4), alias.size() / 2, alias.size() - 1})
+        EXPECT_EQ(resolved(alias.left(size)), refused) << size;
+    EXPECT_EQ(resolved(alias + "trailing"), refused);
 
-    QString offMain = "unset";
-    QThread *worker =
-        QThread::create([&] { offMain = XPSimpleUtils::resolveAliasDataToPath(alias, error, true); });
+    EXPECT_EQ(resolved(alias, true), Resolved(path, XPSimpleUtils::noErr));
+    Resolved offMain;
+    std::unique_ptr<QThread> worker(QThread::create([&] { offMain = resolved(alias, true); }));
     worker->start();
     worker->wait();
-    delete worker;
-    EXPECT_EQ(offMain, QString());
-    EXPECT_EQ(error, XPSimpleUtils::paramErr);
+    EXPECT_EQ(offMain, refused);
 }
 
 TEST_F(XPSimpleUtilsTest, AFileOnAnUnmountedVolumeReportsNoSuchVolume)
@@ -163,16 +119,10 @@ TEST_F(XPSimpleUtilsTest, AFileOnAnUnmountedVolumeReportsNoSuchVolume)
     TemporaryMount mount(volume);
     if (!mount.isMounted())
         GTEST_SKIP() << "cannot mount here";
-    QFile file(volume + "/on volume.txt");
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.close();
-    const QByteArray alias = XPSimpleUtils::aliasDataForPath(file.fileName());
-
+    const QByteArray alias = aliasFor(makeFile("volume/on volume.txt"));
     mount.unmount();
     ASSERT_FALSE(mount.isMounted());
-    qint16 error = 0;
-    EXPECT_EQ(resolved(alias, error), QString());
-    EXPECT_EQ(error, XPSimpleUtils::nsvErr);
+    EXPECT_EQ(resolved(alias), Resolved(QString(), XPSimpleUtils::nsvErr));
 }
 
 } // namespace

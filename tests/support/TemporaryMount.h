@@ -5,8 +5,8 @@
 
 #include <sys/mount.h>
 
-// A small tmpfs mounted on an existing folder for the lifetime of the object, so tests can make real mounts
-// and unmounts. Mounting needs the right to (root); tests skip when isMounted() is false after construction.
+// A small tmpfs on an existing folder while the object lives. Mounting needs root: tests skip when
+// isMounted() is false after construction.
 class TemporaryMount {
 public:
     explicit TemporaryMount(const QString &folder) : m_folder(QFile::encodeName(folder))
