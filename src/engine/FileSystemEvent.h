@@ -10,6 +10,7 @@ public:
     static constexpr quint32 MustScanSubDirs = 0x1; // changes were lost: rescan the whole tree below evPath
     static constexpr quint32 KernelDropped = 0x4;   // ... because the kernel's event queue overflowed
     static constexpr quint32 HistoryDone = 0x10;    // the replay of past changes has ended; evPath is empty
+    static constexpr quint32 Mount = 0x40;          // a volume was mounted at evPath
 
     FileSystemEvent(quint64 evId, const QString &evPath, quint32 evFlag);
     // Reads the dictionary form; missing entries read as 0 and the empty path.

@@ -5,6 +5,7 @@
 #include "FolderWalk.h"
 #include "InotifyWatcher.h"
 #include "Log.h"
+#include "MountTable.h"
 #include "ReferenceTime.h"
 #include "UserVolumes.h"
 
@@ -233,8 +234,26 @@ void FileSystemEventStream::startOnThread(const QStringList &pathsToWatch)
     for (const QString &root : std::as_const(m_roots))
         m_watcher->watchTree(root);
     m_watchesReady = true;
+    if (pathsToWatch.contains(QStringLiteral("/"))) {
+        m_mounts.reset(new MountTable);
+        connect(m_mounts.get(), &MountTable::changed, m_mounts.get(), [this] { watchNewVolumes(); });
+    }
     if (replaySince)
         startHistory(*replaySince);
+}
+
+void FileSystemEventStream::watchNewVolumes()
+{
+    // Unmounted volumes lose their watches through the kernel; only new ones need a hand.
+    const QStringList roots = rootsFor(pathsToWatch());
+    m_roots.removeIf([&](const QString &root) { return !roots.contains(root); });
+    for (const QString &root : roots) {
+        if (m_roots.contains(root))
+            continue;
+        m_roots.append(root);
+        m_watcher->watchTree(root);
+        deliver(root, FileSystemEvent::Mount, false);
+    }
 }
 
 void FileSystemEventStream::stopOnThread()
@@ -243,6 +262,7 @@ void FileSystemEventStream::stopOnThread()
         return;
     ++m_generation;
     m_historyScan = {};
+    m_mounts.reset();
     m_notifier->setEnabled(false);
     m_notifier.reset();
     m_coalescer->clear();

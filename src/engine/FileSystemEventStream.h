@@ -15,6 +15,7 @@
 class FileSystemEventStream;
 class FolderChangeCoalescer;
 class InotifyWatcher;
+class MountTable;
 class QSocketNotifier;
 
 class FileSystemEventProtocol {
@@ -82,6 +83,7 @@ private:
 
     bool isOnWorkerThread() const;
     void readChanges();
+    void watchNewVolumes();
     void flushOnThread();
     void startHistory(double since);
     void receiveHistory(quint64 generation, const QStringList &folders, bool done);
@@ -103,6 +105,8 @@ private:
     // Deleted later: a delegate may stop the stream from inside their calls to it.
     std::unique_ptr<QSocketNotifier, LaterDeleter> m_notifier;
     std::unique_ptr<FolderChangeCoalescer, LaterDeleter> m_coalescer;
+    // Volumes the desktop mounts for the user while the stream runs join the watched roots.
+    std::unique_ptr<MountTable, LaterDeleter> m_mounts;
     std::jthread m_historyScan;
     quint64 m_generation = 0; // grows at every stop; tells the current watches' work from stale work
 

@@ -2,14 +2,19 @@
 #include "FileSystemEventStream.h"
 #include "ProcessResult.h"
 #include "TemporaryHome.h"
+#include "TemporaryMount.h"
 #include "UserDefaults.h"
 #include "VNRecentFiles.h"
 #include "WaitUntil.h"
 
 #include <QDir>
 #include <QFile>
+#include <QScopeGuard>
 
 #include <gtest/gtest.h>
+
+#include <pwd.h>
+#include <unistd.h>
 
 // The engine end to end on a temporary home: real files, real inotify, a real GTK client.
 namespace {
@@ -97,6 +102,28 @@ TEST_F(RecentEngineTest, ChangesWhileNotRunningAreReplayedAtTheNextStart)
     startEngine();
     EXPECT_TRUE(listShows(path("Documents/while-away.txt")));
     EXPECT_TRUE(listShows(path("Documents/seen.txt")));
+}
+
+TEST_F(RecentEngineTest, AVolumeMountedWhileRunningIsWatched)
+{
+    const passwd *entry = getpwuid(geteuid());
+    ASSERT_TRUE(entry);
+    const QString volume = QStringLiteral("/media/%1/vantry-test-%2")
+                               .arg(qEnvironmentVariable("USER", QString::fromLocal8Bit(entry->pw_name)))
+                               .arg(getpid());
+    startEngine();
+    ASSERT_TRUE(QDir().mkpath(volume)); // as the desktop does: the folder comes with the mount
+    const auto cleanUp = qScopeGuard([&] { QDir().rmdir(volume); });
+    TemporaryMount mount(volume);
+    if (!mount.isMounted())
+        GTEST_SKIP() << "cannot mount here";
+    const QString document = volume + "/report.odt";
+    QFile file(document);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("text");
+    file.close();
+    EXPECT_TRUE(listShows(document));
+    mount.unmount();
 }
 
 TEST_F(RecentEngineTest, DocumentsOpenedInAGtkApplicationJoinTheList)
