@@ -23,6 +23,11 @@ struct Command {
 };
 
 class QCommandLineParser;
+class UserDefaults;
+
+// The user's defaults with the built-in ones registered, for the commands that run the engine. Only those
+// touch the defaults file, so that `vantry dump` can look at a damaged one as it is.
+UserDefaults &registeredUserDefaults();
 
 // Parses the context's arguments with `parser` (options already added) and checks the number of positional
 // arguments. On a mistake prints the reason and the usage line to err; the caller then exits with ExitUsage.

@@ -81,6 +81,13 @@ bool parseArguments(CommandContext &context, const Command &command, QCommandLin
     return false;
 }
 
+UserDefaults &registeredUserDefaults()
+{
+    UserDefaults &defaults = UserDefaults::standard();
+    defaults.registerDefaults(DefaultsTable::registrationDomain());
+    return defaults;
+}
+
 namespace CommandLine {
 
 int run(const QStringList &arguments)
@@ -119,7 +126,6 @@ int run(const QStringList &arguments)
         printCommandHelp(*command, out);
         return ExitSuccess;
     }
-    UserDefaults::standard().registerDefaults(DefaultsTable::registrationDomain());
     CommandContext context{rest, out, err};
     return command->run(context);
 }

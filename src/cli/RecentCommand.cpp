@@ -2,7 +2,6 @@
 
 #include "FileSystemEventStream.h"
 #include "RecentListOutput.h"
-#include "UserDefaults.h"
 #include "VNRecentFiles.h"
 
 #include <QCommandLineParser>
@@ -26,7 +25,7 @@ int run(CommandContext &context)
         // Recorded folders are absolute and have no trailing "/".
         folder = QDir::cleanPath(QDir::current().absoluteFilePath(folder));
     }
-    VNRecentFiles recentFiles(UserDefaults::standard(),
+    VNRecentFiles recentFiles(registeredUserDefaults(),
                               FileSystemEventStream::defaultFileSystemEventStream());
     const QList<VNItemRef> items = RecentListOutput::currentList(recentFiles, folder);
     if (parser.isSet(jsonOption))

@@ -4,7 +4,6 @@
 #include "QuitFlag.h"
 #include "RecentListOutput.h"
 #include "TerminationSignals.h"
-#include "UserDefaults.h"
 #include "VNRecentFiles.h"
 
 #include <QCommandLineParser>
@@ -28,7 +27,7 @@ int run(CommandContext &context)
     const bool json = parser.isSet(jsonOption);
 
     FileSystemEventStream &stream = FileSystemEventStream::defaultFileSystemEventStream();
-    VNRecentFiles recentFiles(UserDefaults::standard(), stream);
+    VNRecentFiles recentFiles(registeredUserDefaults(), stream);
     QString printed;
     const auto printIfChanged = [&] {
         const QList<VNItemRef> items = RecentListOutput::currentList(recentFiles);
