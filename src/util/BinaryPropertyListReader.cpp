@@ -1,6 +1,7 @@
 #include "BinaryPropertyListReader.h"
 
 #include "PropertyList.h"
+#include "ReferenceTime.h"
 
 #include <QDateTime>
 #include <QtEndian>
@@ -15,8 +16,6 @@ constexpr qsizetype headerSize = 8;
 constexpr qsizetype trailerSize = 32;
 constexpr int maxDepth = 512;
 constexpr double maxDateSeconds = 1e14;
-
-const QDateTime referenceDate(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
 
 enum Marker : quint8 {
     Simple = 0x00, // null, false, true, fill
@@ -215,7 +214,7 @@ DecodedObject BinaryPropertyListReader::parseObject(quint64 offset, int depth)
             fail(QStringLiteral("a date is out of range"));
             return {};
         }
-        return {referenceDate.addMSecs(qRound64(seconds * 1000.0)), 1};
+        return {ReferenceTime::toDateTime(seconds), 1};
     }
     case Data:
     case AsciiString:

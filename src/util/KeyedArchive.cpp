@@ -2,6 +2,7 @@
 
 #include "AtomicFile.h"
 #include "PropertyList.h"
+#include "ReferenceTime.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -23,9 +24,6 @@ const QString timeKey = QStringLiteral("NS.time");
 const QStringList arrayClasses = {"NSArray",      "NSMutableArray", "NSSet",
                                   "NSMutableSet", "NSOrderedSet",   "NSMutableOrderedSet"};
 const QStringList dictionaryClasses = {"NSDictionary", "NSMutableDictionary"};
-
-// Seconds since 2001-01-01T00:00:00Z, the archive's time base.
-const QDateTime referenceDate(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
 
 // Coder keys that begin with "$" would clash with the archive's own keys, so they get another "$".
 QString escapedKey(const QString &key)
@@ -145,7 +143,7 @@ quint64 KeyedArchiver::encode(const QVariant &object)
     }
     case QMetaType::QDateTime: {
         const quint64 uid = reserveSlot();
-        const double seconds = double(referenceDate.msecsTo(object.toDateTime())) / 1000.0;
+        const double seconds = ReferenceTime::fromDateTime(object.toDateTime());
         m_objects[qsizetype(uid)] =
             QVariantMap{{timeKey, seconds},
                         {classKey, QVariant::fromValue(PlistUid{classReference({"NSDate", "NSObject"})})}};
@@ -458,7 +456,7 @@ DecodedObject KeyedUnarchiver::decodeDictionaryObject(const QVariantMap &object,
             fail(QStringLiteral("a date has no valid time"));
             return {};
         }
-        return {referenceDate.addMSecs(qRound64(time.toDouble() * 1000.0)), 1};
+        return {ReferenceTime::toDateTime(time.toDouble()), 1};
     }
     case ClassInfo::Null:
         return {QVariant::fromValue(nullptr), 1};

@@ -2,6 +2,7 @@
 
 #include "AtomicFile.h"
 #include "BinaryPropertyListReader.h"
+#include "ReferenceTime.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -27,9 +28,6 @@ struct MallocDeleter {
     void operator()(char *text) const { std::free(text); }
 };
 using MallocText = std::unique_ptr<char, MallocDeleter>;
-
-// Property list dates count from 2001-01-01T00:00:00Z.
-const qint64 referenceMSecs = QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC).toMSecsSinceEpoch();
 
 // Containers nest at most this deep; deeper input is taken as hostile rather than risking the stack.
 constexpr int maxDepth = 512;
@@ -148,8 +146,7 @@ QVariant toVariant(plist_t node, int depth)
         int32_t seconds = 0;
         int32_t microseconds = 0;
         plist_get_date_val(node, &seconds, &microseconds); // whole seconds: XML has no fractions
-        const qint64 msecs = referenceMSecs + qint64(seconds) * 1000;
-        return QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC);
+        return ReferenceTime::toDateTime(seconds);
     }
     case PLIST_ARRAY:
         return arrayValue(node, depth);
@@ -173,7 +170,7 @@ Node largeUnsignedNode(quint64 value)
 
 Node dateNode(const QDateTime &date, QString *error)
 {
-    const qint64 msecs = date.toMSecsSinceEpoch() - referenceMSecs;
+    const qint64 msecs = qRound64(ReferenceTime::fromDateTime(date) * 1000.0);
     const qint64 seconds = msecs >= 0 ? msecs / 1000 : -((-msecs + 999) / 1000);
     if (seconds < std::numeric_limits<int32_t>::min() || seconds > std::numeric_limits<int32_t>::max()) {
         setError(error, QStringLiteral("the date %1 is out of range").arg(date.toString(Qt::ISODate)));
