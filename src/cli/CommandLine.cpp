@@ -4,6 +4,7 @@
 #include "DefaultsTable.h"
 #include "DumpCommand.h"
 #include "RecentCommand.h"
+#include "TagsCommand.h"
 #include "UserDefaults.h"
 #include "WatchCommand.h"
 
@@ -17,7 +18,8 @@ namespace {
 const QList<const Command *> &commands()
 {
     static const QList<const Command *> all = {&DumpCommand::command, &RecentCommand::command,
-                                               &WatchCommand::command};
+                                               &WatchCommand::command, &TagsCommand::tagsCommand,
+                                               &TagsCommand::ratingCommand};
     return all;
 }
 
