@@ -2,6 +2,8 @@
 
 #include "Quendel.h"
 #include "TagText.h"
+#include "TerminalPresenter.h"
+#include "XPTagEditorController.h"
 
 #include <QCommandLineParser>
 #include <QJsonArray>
@@ -46,13 +48,32 @@ int runTags(CommandContext &context)
 {
     QCommandLineParser parser;
     const QCommandLineOption jsonOption(QStringLiteral("json"));
-    parser.addOption(jsonOption);
+    const QCommandLineOption fromOption(QStringLiteral("from"), QString(), QStringLiteral("TAGS"));
+    const QCommandLineOption toOption(QStringLiteral("to"), QString(), QStringLiteral("TAGS"));
+    const QCommandLineOption yesOption(QStringLiteral("yes"));
+    parser.addOptions({jsonOption, fromOption, toOption, yesOption});
     if (!parseArguments(context, TagsCommand::tagsCommand, parser, 2, std::numeric_limits<qsizetype>::max()))
         return ExitUsage;
     QStringList arguments = parser.positionalArguments();
     const QString action = arguments.takeFirst();
     const bool json = parser.isSet(jsonOption);
     bool failed = false;
+
+    if (action == QLatin1String("replace-common")) {
+        if (!parser.isSet(fromOption) || !parser.isSet(toOption)) {
+            context.err << "vantry tags: replace-common needs --from TAGS and --to TAGS" << Qt::endl;
+            return ExitUsage;
+        }
+        TerminalPresenter presenter(context.err, parser.isSet(yesOption));
+        const XPTagWriteOutcome outcome =
+            XPTagEditorController::replaceOriginalTagsAfterCheckingHowManyFilesAreChanging(
+                parseTags(parser.value(fromOption)), parseTags(parser.value(toOption)), arguments,
+                std::nullopt, presenter, registeredUserDefaults());
+        // The failures themselves were already logged, one line each, on stderr.
+        const bool done = outcome.status == XPTagWriteOutcome::Status::finished ||
+                          outcome.status == XPTagWriteOutcome::Status::nothingToWrite;
+        return done && outcome.failures.isEmpty() ? ExitSuccess : ExitFailure;
+    }
 
     if (action == QLatin1String("get")) {
         QJsonObject object;
@@ -152,7 +173,8 @@ namespace TagsCommand {
 
 const Command tagsCommand = {
     QStringLiteral("tags"),
-    QStringLiteral("get|common [--json] PATH... | set|add|remove TAGS PATH..."),
+    QStringLiteral("get|common [--json] PATH... | set|add|remove TAGS PATH... | "
+                   "replace-common --from TAGS --to TAGS [--yes] PATH..."),
     QStringLiteral("read and change the tags of files"),
     QStringLiteral("Tags live in the files' extended attributes, shared with the desktop's own tags\n"
                    "(user.xdg.tags), so file managers show the same ones.\n\n"
@@ -161,6 +183,10 @@ const Command tagsCommand = {
                    "  set TAGS PATH...         replace the files' tags by TAGS (\"a, two words, b\")\n"
                    "  add TAGS PATH...         add TAGS to what the files have\n"
                    "  remove TAGS PATH...      take TAGS off the files\n"
+                   "  replace-common --from TAGS --to TAGS PATH...\n"
+                   "                           the multi-file edit: the common tags FROM become TO, other\n"
+                   "                           tags stay; asks first above 20 files (--yes: don't ask),\n"
+                   "                           refuses above 150000\n"
                    "  --json                   get: {\"PATH\": [tags]}; common: [tags]\n\n"
                    "A file that fails is reported on stderr and makes the exit status 1; the others are\n"
                    "still written."),

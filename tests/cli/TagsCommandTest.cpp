@@ -50,4 +50,25 @@ TEST(TagsCommand, RatingsAndFailuresFileByFile)
     EXPECT_EQ(runVantry({"tags", "rename", "x", file}).status, 2);
 }
 
+TEST(TagsCommand, ReplacesCommonTagsAndAsksBeforeChangingMany)
+{
+    TemporaryHome home;
+    QStringList files;
+    for (int i = 0; i < 21; ++i)
+        files.append(home.writeFile(QStringLiteral("f%1.txt").arg(i)));
+    ASSERT_EQ(runVantry(QStringList{"tags", "set", "draft, mine"} + files).status, 0);
+
+    // Not a terminal and no --yes: declined, nothing changes.
+    const ProcessResult asked =
+        runVantry(QStringList{"tags", "replace-common", "--from", "draft", "--to", "final"} + files);
+    EXPECT_EQ(asked.status, 1);
+    EXPECT_TRUE(asked.err.contains("--yes")) << asked.err.toStdString();
+    EXPECT_TRUE(runVantry({"tags", "get", files.first()}).out.contains("draft, mine"));
+
+    const ProcessResult done =
+        runVantry(QStringList{"tags", "replace-common", "--yes", "--from", "draft", "--to", "final"} + files);
+    EXPECT_EQ(done.status, 0) << done.err.toStdString();
+    EXPECT_EQ(runVantry({"tags", "common", files.first(), files.last()}).out, "mine, final\n");
+}
+
 } // namespace
