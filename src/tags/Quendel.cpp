@@ -239,7 +239,8 @@ QuendelResult Quendel::setUserTags(const QVariant &tags, const QString &path, co
     return setAppleTags(unique, path);
 }
 
-QuendelResult Quendel::addUserTags(const QVariant &tags, const QString &path)
+QuendelResult Quendel::changeUserTags(const QVariant &tags, const QString &path,
+                                      const std::function<QStringList(const QStringList &current)> &change)
 {
     if (!validateAsArrayOfStrings(tags))
         return parameterError();
@@ -247,27 +248,26 @@ QuendelResult Quendel::addUserTags(const QVariant &tags, const QString &path)
     const QStringList current = getUserTags(path, &readError);
     if (readError)
         return readError;
-    const QStringList combined = removeDuplicateTags(current + tags.toStringList());
-    if (combined == current)
-        return std::nullopt;
-    return setUserTags(combined, path);
+    const QStringList changed = change(current);
+    return changed == current ? std::nullopt : setUserTags(changed, path);
+}
+
+QuendelResult Quendel::addUserTags(const QVariant &tags, const QString &path)
+{
+    return changeUserTags(tags, path, [&](const QStringList &current) {
+        return removeDuplicateTags(current + tags.toStringList());
+    });
 }
 
 QuendelResult Quendel::clearUserTags(const QVariant &tags, const QString &path)
 {
-    if (!validateAsArrayOfStrings(tags))
-        return parameterError();
-    QuendelResult readError;
-    const QStringList current = getUserTags(path, &readError);
-    if (readError)
-        return readError;
     const QSet<QString> removed = lowerCased(tags.toStringList());
-    QStringList kept;
-    std::copy_if(current.cbegin(), current.cend(), std::back_inserter(kept),
-                 [&](const QString &tag) { return !removed.contains(tag.toLower()); });
-    if (kept.size() == current.size())
-        return std::nullopt;
-    return setUserTags(kept, path);
+    return changeUserTags(tags, path, [&](const QStringList &current) {
+        QStringList kept;
+        std::copy_if(current.cbegin(), current.cend(), std::back_inserter(kept),
+                     [&](const QString &tag) { return !removed.contains(tag.toLower()); });
+        return kept;
+    });
 }
 
 QStringList Quendel::getCommonUserTags(const QStringList &paths, QuendelResult *error)

@@ -8,6 +8,8 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <functional>
+
 // The tag store: tags, star rating and a few further values kept in extended attributes of the file itself,
 // under the open Quendel scheme, so that every program following the scheme sees the same tags. The desktop's
 // own file tags ("user.xdg.tags") are the authoritative tag list; the scheme's tag attribute is merged with
@@ -77,4 +79,9 @@ public:
     // Deletes `path` only if it lies in the schema register.
     static void removeSchemaFile(const QString &path);
     static QString schemaRegisterFolder();
+
+private:
+    // Reads the file's tags, applies `change` and writes the result when it differs.
+    static QuendelResult changeUserTags(const QVariant &tags, const QString &path,
+                                        const std::function<QStringList(const QStringList &current)> &change);
 };
