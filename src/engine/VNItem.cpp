@@ -4,6 +4,7 @@
 #include "MountTable.h"
 #include "ReferenceTime.h"
 #include "StringTable.h"
+#include "Workspace.h"
 #include "XPSimpleUtils.h"
 
 #include <QCoreApplication>
@@ -468,6 +469,27 @@ QString VNItem::description()
         return path;
     const QString text = QStringLiteral("stack - %1 files").arg(stackCount());
     return path.isEmpty() ? text : text + u' ' + path;
+}
+
+bool VNItem::openFile(QString *errorText)
+{
+    return Workspace::openFile(path(), errorText);
+}
+
+void VNItem::revealInFinder()
+{
+    Workspace::revealFile(path());
+}
+
+void VNItem::getInfoInFinder()
+{
+    Workspace::showFileInfo(path());
+}
+
+bool VNItem::moveFileToTrash(QString *errorText)
+{
+    // The workspace leaves a path with nothing there alone.
+    return Workspace::moveFileToTrash(path(), false, errorText);
 }
 
 bool VNItem::isEqual(const VNItem &other)

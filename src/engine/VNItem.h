@@ -77,6 +77,15 @@ public:
     bool usePartialPathForTitle() const;
 
     QString description();
+
+    // The desktop's actions on the file at path(); see Workspace.
+    bool openFile(QString *errorText = nullptr);
+    void revealInFinder();
+    void getInfoInFinder();
+    // Moves the file or folder at path() to the trash when there is one there; never deletes it. True when
+    // nothing is left at path().
+    bool moveFileToTrash(QString *errorText = nullptr);
+
     // The same object, or the same path().
     bool isEqual(const VNItem &other);
     size_t hash();
