@@ -22,7 +22,8 @@ XcbConnection::XcbConnection(QObject *parent) : QObject(parent)
         xcb_screen_next(&screens);
     m_connection = connection;
     m_screen = screens.data;
-    m_notifier = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(connection), QSocketNotifier::Read);
+    m_notifier =
+        std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(connection), QSocketNotifier::Read);
     connect(m_notifier.get(), &QSocketNotifier::activated, this, &XcbConnection::readEvents);
 }
 
