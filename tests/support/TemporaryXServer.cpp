@@ -17,7 +17,7 @@ TemporaryXServer::TemporaryXServer(int width, int height)
     m_server.setProgram(QStringLiteral("Xvfb"));
     m_server.setArguments({QStringLiteral("-displayfd"), QString::number(writeEnd), QStringLiteral("-screen"),
                            QStringLiteral("0"), QStringLiteral("%1x%2x24").arg(width).arg(height),
-                           QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+                           QStringLiteral("-nolisten"), QStringLiteral("tcp"), QStringLiteral("-noreset")});
     m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_server.start();
     close(writeEnd);
