@@ -46,7 +46,10 @@ void printOverview(QTextStream &out)
            "Commands:\n";
     for (const Command *command : commands())
         out << "  " << command->name.leftJustified(10) << command->summary << '\n';
-    out << "\nWithout a command, vantry starts the desktop program.\n";
+    out << "\nWithout a command, vantry starts the desktop program, or brings the running one to the front.\n"
+           "  vantry FILE...      hands files to the running program\n"
+           "  vantry --activate   shows or hides the running program (bind it to a desktop shortcut)\n"
+           "  vantry --background starts the program without showing its window\n";
     out.flush();
 }
 
@@ -92,12 +95,16 @@ UserDefaults &registeredUserDefaults()
 
 namespace CommandLine {
 
+bool isCommand(const QString &argument)
+{
+    return argument.startsWith(u'-') || argument == QLatin1String("help") || findCommand(argument);
+}
+
 int run(const QStringList &arguments)
 {
     QTextStream out(stdout);
     QTextStream err(stderr);
 
-    // The desktop program does not exist yet; until it does, a bare `vantry` explains itself.
     if (arguments.isEmpty() || arguments.first() == QLatin1String("--help") ||
         arguments.first() == QLatin1String("-h")) {
         printOverview(out);

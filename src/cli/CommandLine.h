@@ -7,4 +7,7 @@ namespace CommandLine {
 
 int run(const QStringList &arguments);
 
+// Whether `argument`, the first on the command line, names a subcommand or an option of this command.
+bool isCommand(const QString &argument);
+
 } // namespace CommandLine
