@@ -22,6 +22,7 @@
 #include <QFile>
 #include <QMenu>
 #include <QMessageBox>
+#include <QPropertyAnimation>
 #include <QShortcut>
 #include <QStandardPaths>
 #include <QSystemTrayIcon>
@@ -35,6 +36,7 @@ VNAppDelegate *sharedDelegate = nullptr;
 const QString runInDockKey = QStringLiteral("KPRunInDock");
 constexpr int hideSelfDelayMSecs = 1000;
 constexpr int preferencesDelayMSecs = 200;
+constexpr int fadeMSecs = 180;
 
 } // namespace
 
@@ -103,7 +105,7 @@ void VNAppDelegate::applicationDidFinishLaunching(bool showWindow)
         *m_presenter);
     QWidget *window = m_windowController->window();
     m_presenter->setWindow(window);
-    window->addAction(m_statusMenu->menuAction());
+    m_windowController->setMenu(m_statusMenu.get());
     for (QAction *action : m_statusMenu->actions())
         window->addAction(action);
     auto *escape = new QShortcut(Qt::Key_Escape, window);
@@ -159,7 +161,7 @@ void VNAppDelegate::applicationDidResignActive()
     if (!m_windowController)
         return;
     m_windowController->vantryDelegate()->applicationDidResignActive();
-    m_windowController->window()->hide();
+    orderMainWindowOut();
     QTimer::singleShot(hideSelfDelayMSecs, this, &VNAppDelegate::hideSelf);
 }
 
@@ -358,6 +360,17 @@ void VNAppDelegate::showMainWindow()
     if (!m_windowController)
         return;
     QWidget *window = m_windowController->window();
+    if (m_fade)
+        m_fade->stop();
+    if (!window->isVisible() && UserDefaults::standard().boolValue(QStringLiteral("VNFadeIn"))) {
+        m_fade = new QPropertyAnimation(window, "windowOpacity", window);
+        m_fade->setDuration(fadeMSecs);
+        m_fade->setStartValue(0.0);
+        m_fade->setEndValue(1.0);
+        m_fade->start(QAbstractAnimation::DeleteWhenStopped);
+    } else {
+        window->setWindowOpacity(1.0);
+    }
     window->show();
     window->raise();
     window->activateWindow();
@@ -372,10 +385,29 @@ void VNAppDelegate::toggleApplication(bool activate)
         hideApplication();
 }
 
+void VNAppDelegate::orderMainWindowOut()
+{
+    QWidget *window = m_windowController->window();
+    if (m_fade)
+        m_fade->stop();
+    if (!window->isVisible() || !UserDefaults::standard().boolValue(QStringLiteral("VNFadeIn"))) {
+        window->hide();
+        return;
+    }
+    m_fade = new QPropertyAnimation(window, "windowOpacity", window);
+    m_fade->setDuration(fadeMSecs);
+    m_fade->setEndValue(0.0);
+    connect(m_fade, &QPropertyAnimation::finished, window, &QWidget::hide);
+    m_fade->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
 void VNAppDelegate::hideApplication()
 {
+    if (m_windowController)
+        orderMainWindowOut();
     for (QWidget *window : QApplication::topLevelWidgets()) {
-        if (window->isVisible() && !qobject_cast<QMenu *>(window))
+        if (window->isVisible() && !qobject_cast<QMenu *>(window) &&
+            (!m_windowController || window != m_windowController->window()))
             window->hide();
     }
 }

@@ -10,6 +10,7 @@ class DialogPresenter;
 class QAction;
 class QMenu;
 class QMessageBox;
+class QPropertyAnimation;
 class QSystemTrayIcon;
 class QTextBrowser;
 class VNMainWindowController;
@@ -74,6 +75,7 @@ private:
     void updateOpenVantryMenuItem();
     void applicationStateChanged();
     void showMainWindow();
+    void orderMainWindowOut();
 
     std::unique_ptr<DialogPresenter> m_presenter;
     std::unique_ptr<VNMainWindowController> m_windowController;
@@ -85,6 +87,7 @@ private:
     QSystemTrayIcon *m_statusItem = nullptr;
     QPointer<QMessageBox> m_aboutWindow;
     QPointer<QTextBrowser> m_helpWindow;
+    QPointer<QPropertyAnimation> m_fade;
     bool m_active = false;
     bool m_willBecomeActiveSent = false;
     bool m_terminated = false;

@@ -9,6 +9,7 @@
 
 #include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QLabel>
 #include <QScreen>
 #include <QShortcut>
@@ -86,6 +87,14 @@ void VNMainWindowController::buildWindow()
     header->addWidget(m_backButton);
     header->addWidget(m_explanation, 1);
     header->addWidget(m_itemCount);
+    m_menuButton = new QToolButton(m_recentBackground);
+    m_menuButton->setIcon(QIcon::fromTheme(QStringLiteral("open-menu")));
+    m_menuButton->setText(tr("Menu"));
+    m_menuButton->setToolTip(tr("Vantry menu"));
+    m_menuButton->setPopupMode(QToolButton::InstantPopup);
+    m_menuButton->setAutoRaise(true);
+    m_menuButton->setVisible(false);
+    header->addWidget(m_menuButton);
     auto *recentLayout = new QVBoxLayout(m_recentBackground);
     recentLayout->setContentsMargins(12, 8, 12, 8);
     recentLayout->addLayout(header);
@@ -112,6 +121,12 @@ void VNMainWindowController::buildWindow()
 
     const int rowHeight = VNBrowserCellDelegate::cellSize().height();
     m_window->resize(900, int(rowHeight * rowsShown) + 60);
+}
+
+void VNMainWindowController::setMenu(QMenu *menu)
+{
+    m_menuButton->setMenu(menu);
+    m_menuButton->setVisible(menu != nullptr);
 }
 
 QColor VNMainWindowController::subtitleColour(const QColor &text, const QColor &background)
@@ -141,9 +156,11 @@ void VNMainWindowController::applyRecentColours()
         palette.setColor(QPalette::WindowText, cells->subtitleColour());
         label->setPalette(palette);
     }
-    QPalette buttonPalette = m_backButton->palette();
-    buttonPalette.setColor(QPalette::ButtonText, text);
-    m_backButton->setPalette(buttonPalette);
+    for (QToolButton *button : {m_backButton, m_menuButton}) {
+        QPalette palette = button->palette();
+        palette.setColor(QPalette::ButtonText, text);
+        button->setPalette(palette);
+    }
     m_vantryBrowser->viewport()->update();
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 
 class QLabel;
+class QMenu;
 class QToolButton;
 class QWidget;
 class Presenter;
@@ -31,6 +32,9 @@ public:
     VNImageBrowserView *vantryBrowser() const { return m_vantryBrowser; }
     VNVantryImageBrowserDelegate *vantryDelegate() const { return m_vantryDelegate; }
 
+    // The program's menu, also reachable from the window: in the taskbar there is no tray icon to open it.
+    void setMenu(QMenu *menu);
+
     QRect fullSizeWindowFrame() const;
     void setWindowFrameForCurrentScreen();
 
@@ -50,4 +54,5 @@ private:
     QLabel *m_explanation = nullptr;
     QLabel *m_itemCount = nullptr;
     QToolButton *m_backButton = nullptr;
+    QToolButton *m_menuButton = nullptr;
 };
