@@ -254,7 +254,7 @@ void VNAppDelegate::buildStatusMenu()
     m_statusMenu = std::make_unique<QMenu>(tr("Vantry"));
     m_openVantryMenuItem =
         m_statusMenu->addAction(tr("&Open Vantry"), this, &VNAppDelegate::openVantryAction);
-    m_statusMenu->addAction(tr("&Preferences…"), QKeySequence::Preferences, this,
+    m_statusMenu->addAction(tr("&Preferences…"), QKeySequence(Qt::CTRL | Qt::Key_Comma), this,
                             &VNAppDelegate::preferencesAction);
     m_statusMenu->addSeparator();
     auto *placement = new QActionGroup(m_statusMenu.get());
