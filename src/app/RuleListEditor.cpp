@@ -1,5 +1,6 @@
 #include "RuleListEditor.h"
 
+#include "TildePaths.h"
 #include "UserDefaults.h"
 
 #include <QAbstractItemDelegate>
@@ -28,32 +29,13 @@ public:
     }
 };
 
-QString expandedTilde(const QString &path)
-{
-    if (path == QLatin1String("~"))
-        return QDir::homePath();
-    if (path.startsWith(QLatin1String("~/")))
-        return QDir::homePath() + path.mid(1);
-    return path;
-}
-
-QString abbreviatedTilde(const QString &path)
-{
-    const QString home = QDir::homePath();
-    if (path == home)
-        return QStringLiteral("~");
-    if (home != QLatin1String("/") && path.startsWith(home + u'/'))
-        return u'~' + path.mid(home.size());
-    return path;
-}
-
 QString normalised(RuleListEditor::Kind kind, const QString &entry)
 {
     switch (kind) {
     case RuleListEditor::Kind::Folders:
     case RuleListEditor::Kind::Items: {
         // A relative path cannot come from a picker; whoever wrote it into the file keeps it as written.
-        const QString path = expandedTilde(entry);
+        const QString path = TildePaths::expandedTilde(entry);
         return QDir::isAbsolutePath(path) ? QDir::cleanPath(path) : path;
     }
     case RuleListEditor::Kind::Extensions: {
@@ -243,7 +225,7 @@ QListWidgetItem *RuleListEditor::newItem(const QString &entry) const
         item->setFlags(item->flags() | Qt::ItemIsEditable);
         return item;
     }
-    item->setText(abbreviatedTilde(entry));
+    item->setText(TildePaths::abbreviatedTilde(entry));
     item->setData(Qt::UserRole, entry);
     item->setToolTip(entry);
     const bool folder = m_kind == Kind::Folders || QFileInfo(entry).isDir();

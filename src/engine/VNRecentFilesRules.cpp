@@ -1,5 +1,6 @@
 #include "VNRecentFilesRules.h"
 
+#include "TildePaths.h"
 #include "UserDefaults.h"
 #include "VNItem.h"
 
@@ -42,21 +43,12 @@ bool hasPrefixIn(const QString &path, const QStringList &prefixes)
                        [&](const QString &prefix) { return path.startsWith(prefix); });
 }
 
-QString expandedTilde(const QString &path)
-{
-    if (path == QLatin1String("~"))
-        return QDir::homePath();
-    if (path.startsWith(QLatin1String("~/")))
-        return QDir::homePath() + path.mid(1);
-    return path;
-}
-
 QStringList expandedTildes(const QStringList &paths)
 {
     QStringList expanded;
     expanded.reserve(paths.size());
     for (const QString &path : paths)
-        expanded.append(expandedTilde(path));
+        expanded.append(TildePaths::expandedTilde(path));
     return expanded;
 }
 

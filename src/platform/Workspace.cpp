@@ -1,6 +1,7 @@
 #include "Workspace.h"
 
 #include "Log.h"
+#include "TildePaths.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -37,13 +38,6 @@ QString withoutTrailingSlashes(QString path)
 {
     while (path.size() > 1 && path.endsWith(u'/'))
         path.chop(1);
-    return path;
-}
-
-QString withTildeExpanded(const QString &path)
-{
-    if (path == u'~' || path.startsWith(QLatin1String("~/")))
-        return QDir::homePath() + path.mid(1);
     return path;
 }
 
@@ -98,7 +92,7 @@ void Workspace::showFileInfo(const QString &path)
 
 bool Workspace::moveFileToTrash(const QString &givenPath, bool useDeleteOnFail, QString *errorText)
 {
-    const QString path = withoutTrailingSlashes(withTildeExpanded(givenPath));
+    const QString path = withoutTrailingSlashes(TildePaths::expandedTilde(givenPath));
     if (nothingAt(path))
         return true;
 
