@@ -77,6 +77,9 @@ void X11HotKeyGrab::ungrab()
         for (quint16 variant : std::as_const(m_grabbedModifiers))
             xcb_ungrab_key(m_connection->connection(), xcb_keycode_t(m_keycode), m_connection->rootWindow(),
                            variant);
+        // A round trip: once this returns the key is free, also for another program grabbing it next.
+        std::free(xcb_get_input_focus_reply(m_connection->connection(),
+                                            xcb_get_input_focus(m_connection->connection()), nullptr));
         m_connection->flush();
     }
     m_grabbedModifiers.clear();
