@@ -90,7 +90,6 @@ void VNAppDelegate::applicationWillFinishLaunching()
 void VNAppDelegate::applicationDidFinishLaunching(bool showWindow)
 {
     buildStatusMenu();
-    transformApp();
     // The preferences window switches between tray and taskbar through the default.
     UserDefaults::standard().observe(runInDockKey, this, [this] { transformApp(); });
 
@@ -110,7 +109,7 @@ void VNAppDelegate::applicationDidFinishLaunching(bool showWindow)
         window->addAction(action);
     auto *escape = new QShortcut(Qt::Key_Escape, window);
     connect(escape, &QShortcut::activated, this, &VNAppDelegate::hideApplication);
-    transFormAppType(UserDefaults::standard().boolValue(runInDockKey) || !hasStatusItem());
+    transformApp();
     m_windowController->setWindowFrameForCurrentScreen();
 
     m_windowController->vantryDelegate()->applicationDidFinishLaunching();
