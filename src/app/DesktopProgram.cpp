@@ -32,6 +32,14 @@ bool handles(const QStringList &arguments)
 
 int run(int &argc, char **argv)
 {
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        std::fprintf(stderr,
+                     "vantry: no graphical session to show the window in (DISPLAY and WAYLAND_DISPLAY "
+                     "are unset).\nStart it from a desktop session, or see 'vantry --help' for the "
+                     "command line.\n");
+        return 1;
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Vantry"));
     QApplication::setApplicationVersion(QStringLiteral(VANTRY_VERSION));
