@@ -3,6 +3,8 @@
 #include "Command.h"
 #include "DefaultsTable.h"
 #include "DumpCommand.h"
+#include "IndexCommand.h"
+#include "QueryCommand.h"
 #include "RecentCommand.h"
 #include "TagsCommand.h"
 #include "UserDefaults.h"
@@ -17,9 +19,10 @@ namespace {
 
 const QList<const Command *> &commands()
 {
-    static const QList<const Command *> all = {&DumpCommand::command, &RecentCommand::command,
-                                               &WatchCommand::command, &TagsCommand::tagsCommand,
-                                               &TagsCommand::ratingCommand};
+    static const QList<const Command *> all = {&DumpCommand::command,       &RecentCommand::command,
+                                               &WatchCommand::command,      &TagsCommand::tagsCommand,
+                                               &TagsCommand::ratingCommand, &QueryCommand::command,
+                                               &IndexCommand::command};
     return all;
 }
 

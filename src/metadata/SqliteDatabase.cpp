@@ -254,19 +254,21 @@ void SqliteDatabase::recordError(int code)
 
 SqliteTransaction::SqliteTransaction(SqliteDatabase &database) : m_database(database)
 {
-    m_active = m_database.exec(QStringLiteral("BEGIN"));
+    // A savepoint is a transaction of its own outside one, and nests inside one: a crawl commits files in
+    // batches while each file's own write stays all-or-nothing.
+    m_active = m_database.exec(QStringLiteral("SAVEPOINT vantry"));
 }
 
 SqliteTransaction::~SqliteTransaction()
 {
     if (m_active)
-        m_database.exec(QStringLiteral("ROLLBACK"));
+        m_database.exec(QStringLiteral("ROLLBACK TO vantry; RELEASE vantry"));
 }
 
 bool SqliteTransaction::commit()
 {
     if (!m_active)
         return false;
-    m_active = !m_database.exec(QStringLiteral("COMMIT"));
+    m_active = !m_database.exec(QStringLiteral("RELEASE vantry"));
     return !m_active;
 }

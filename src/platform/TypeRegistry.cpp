@@ -284,6 +284,22 @@ bool conformsTo(const QString &uti, const QString &parent)
     return type && type->conformsTo.contains(parent);
 }
 
+QStringList conformanceTree(const QString &uti)
+{
+    if (uti.isEmpty())
+        return {};
+    QStringList tree{uti};
+    if (isDynamic(uti)) {
+        tree << dataType << itemType;
+    } else if (const DeclaredType *type = table().find(uti)) {
+        QStringList parents(type->conformsTo.cbegin(), type->conformsTo.cend());
+        parents.removeOne(uti);
+        parents.sort(); // a set's order would differ from run to run
+        tree << parents;
+    }
+    return tree;
+}
+
 QString preferredExtension(const QString &uti)
 {
     if (const DeclaredType *type = table().find(uti))

@@ -37,6 +37,8 @@ QString utiForFile(const QString &path);
 // Whether `uti` is `parent` or conforms to it through the tree. "dyn." types conform to "public.data" and
 // "public.item".
 bool conformsTo(const QString &uti, const QString &parent);
+// The type and every type it conforms to, the type first; empty for an empty identifier.
+QStringList conformanceTree(const QString &uti);
 
 // The preferred tags of a type; empty when it has none.
 QString preferredExtension(const QString &uti);
