@@ -84,20 +84,20 @@ std::optional<qint64> MetadataIndex::putFile(const IndexedFile &file)
         placeholders.append(QStringLiteral("?"));
         updates.append(QStringLiteral("%1 = excluded.%1").arg(column));
     }
-    SqliteStatement upsert = m_database.prepare(
+    SqliteStatement *upsert = statement(
         QStringLiteral("INSERT INTO files (%1) VALUES (%2) ON CONFLICT(path) DO UPDATE SET %3 RETURNING id")
             .arg(columns.join(QLatin1String(", ")), placeholders.join(QLatin1String(", ")),
                  updates.join(QLatin1String(", "))));
-    if (!upsert.isValid() || !upsert.bindAll(values) || !upsert.step())
+    if (!upsert || !upsert->bindAll(values) || !upsert->step())
         return std::nullopt;
-    const qint64 id = upsert.columnInt64(0);
-    upsert = {};
-    if (!removeRows(id, false))
+    const qint64 id = upsert->columnInt64(0);
+    // Finished, so that the transaction can end while the statement stays prepared.
+    if (!upsert->reset() || !removeRows(id, false))
         return std::nullopt;
 
-    SqliteStatement insertValue = m_database.prepare(
-        QStringLiteral("INSERT INTO file_values (file_id, attribute, value) VALUES (?, ?, ?)"));
-    if (!insertValue.isValid())
+    SqliteStatement *insertValue =
+        statement(QStringLiteral("INSERT INTO file_values (file_id, attribute, value) VALUES (?, ?, ?)"));
+    if (!insertValue)
         return std::nullopt;
     // The words of everything `*` covers beyond the names, which have their own column.
     const QStringList nameOrContent{QStringLiteral("kMDItemFSName"), QStringLiteral("kMDItemDisplayName"),
@@ -112,8 +112,8 @@ std::optional<qint64> MetadataIndex::putFile(const IndexedFile &file)
                 otherStrings.append(element.toString());
             if (column)
                 continue;
-            if (!insertValue.bindAll({id, it.key(), element}) || !insertValue.execute() ||
-                !insertValue.reset())
+            if (!insertValue->bindAll({id, it.key(), element}) || !insertValue->execute() ||
+                !insertValue->reset())
                 return std::nullopt;
         }
     }
@@ -121,17 +121,17 @@ std::optional<qint64> MetadataIndex::putFile(const IndexedFile &file)
     const QString displayName = attributes.value(QStringLiteral("kMDItemDisplayName")).toString();
     const QString content = values.at(columns.indexOf(QStringLiteral("content"))).toString();
 
-    SqliteStatement trigrams = m_database.prepare(
-        QStringLiteral("INSERT INTO name_trigrams (rowid, name, display_name) VALUES (?, ?, ?)"));
-    SqliteStatement words = m_database.prepare(
-        QStringLiteral("INSERT INTO file_words (rowid, names, content, other) VALUES (?, ?, ?, ?)"));
-    if (!trigrams.isValid() || !trigrams.bindAll({id, foldedText(name), foldedText(displayName)}) ||
-        !trigrams.execute())
+    SqliteStatement *trigrams =
+        statement(QStringLiteral("INSERT INTO name_trigrams (rowid, name, display_name) VALUES (?, ?, ?)"));
+    if (!trigrams || !trigrams->bindAll({id, foldedText(name), foldedText(displayName)}) ||
+        !trigrams->execute())
         return std::nullopt;
-    if (!words.isValid() ||
-        !words.bindAll(
+    SqliteStatement *words = statement(
+        QStringLiteral("INSERT INTO file_words (rowid, names, content, other) VALUES (?, ?, ?, ?)"));
+    if (!words ||
+        !words->bindAll(
             {id, foldedWords({name, displayName}), foldedWords({content}), foldedWords(otherStrings)}) ||
-        !words.execute())
+        !words->execute())
         return std::nullopt;
     if (!transaction.commit())
         return std::nullopt;
@@ -159,13 +159,25 @@ bool MetadataIndex::removeRows(qint64 id, bool withFile)
     if (withFile)
         statements.append(QStringLiteral("DELETE FROM files WHERE id = ?"));
     for (const QString &sql : statements) {
-        SqliteStatement statement = m_database.prepare(sql);
-        if (!statement.isValid() || !statement.bind(1, id))
-            return false;
-        if (!statement.execute())
+        SqliteStatement *remove = statement(sql);
+        if (!remove || !remove->bind(1, id) || !remove->execute())
             return false;
     }
     return true;
+}
+
+SqliteStatement *MetadataIndex::statement(const QString &sql)
+{
+    auto found = m_statements.find(sql);
+    if (found == m_statements.end()) {
+        SqliteStatement prepared = m_database.prepare(sql);
+        if (!prepared.isValid())
+            return nullptr;
+        found = m_statements.emplace(sql, std::move(prepared)).first;
+    } else if (!found->second.reset()) {
+        return nullptr;
+    }
+    return &found->second;
 }
 
 std::optional<QStringList> MetadataIndex::search(const QueryNode &query, const QString &folder,
