@@ -1,62 +1,23 @@
 #include "ProcessResult.h"
+#include "RunningVantry.h"
 #include "TemporaryHome.h"
 
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-
 namespace {
 
-// `vantry watch` running in the temporary home: its printed lists, read as they come.
-class WatchProcess {
-public:
-    WatchProcess()
-    {
-        m_process.start(vantryProgram(), {"watch", "--json"});
-        EXPECT_TRUE(m_process.waitForStarted());
-    }
-
-    ~WatchProcess()
-    {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished();
-        }
-    }
-
-    // Waits for a printed list for which `wanted` holds.
-    bool waitForList(const std::function<bool(const QJsonArray &)> &wanted)
-    {
-        QDeadlineTimer deadline(30000);
-        while (!deadline.hasExpired()) {
-            while (m_process.canReadLine()) {
-                if (wanted(QJsonDocument::fromJson(m_process.readLine()).array()))
-                    return true;
-            }
-            m_process.waitForReadyRead(100);
-        }
-        return false;
-    }
-
-    int terminate()
-    {
-        ::kill(pid_t(m_process.processId()), SIGTERM);
-        return m_process.waitForFinished(30000) && m_process.exitStatus() == QProcess::NormalExit
-                   ? m_process.exitCode()
-                   : -1;
-    }
-
-private:
-    QProcess m_process;
-};
+// Waits for a list printed by `vantry watch --json` for which `wanted` holds.
+bool waitForList(RunningVantry &watch, const std::function<bool(const QJsonArray &)> &wanted)
+{
+    return watch.waitForLine(
+        [&](const QByteArray &line) { return wanted(QJsonDocument::fromJson(line).array()); });
+}
 
 bool hasEntry(const QJsonArray &list, const QString &path, int count = 1)
 {
@@ -78,15 +39,17 @@ TEST(WatchAndRecentCommands, WatchPrintsChangesAndRecentShowsTheSavedState)
     TemporaryHome home;
     QDir().mkpath(home.filePath("Documents/Trip"));
     {
-        WatchProcess watch;
-        ASSERT_TRUE(watch.waitForList([](const QJsonArray &list) { return list.isEmpty(); }));
+        RunningVantry watch({"watch", "--json"});
+        ASSERT_TRUE(waitForList(watch, [](const QJsonArray &list) { return list.isEmpty(); }));
         write(home.filePath("Documents/plan.txt"));
-        ASSERT_TRUE(watch.waitForList(
-            [&](const QJsonArray &list) { return hasEntry(list, home.filePath("Documents/plan.txt")); }));
+        ASSERT_TRUE(waitForList(watch, [&](const QJsonArray &list) {
+            return hasEntry(list, home.filePath("Documents/plan.txt"));
+        }));
         for (const char *name : {"1.jpg", "2.jpg", "3.jpg", "4.jpg"})
             write(home.filePath(QStringLiteral("Documents/Trip/") + name));
-        ASSERT_TRUE(watch.waitForList(
-            [&](const QJsonArray &list) { return hasEntry(list, home.filePath("Documents/Trip"), 4); }));
+        ASSERT_TRUE(waitForList(watch, [&](const QJsonArray &list) {
+            return hasEntry(list, home.filePath("Documents/Trip"), 4);
+        }));
         EXPECT_EQ(watch.terminate(), 0);
     }
     EXPECT_TRUE(QFile::exists(home.filePath(".local/share/Vantry/recentItems.plist")));

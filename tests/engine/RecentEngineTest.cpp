@@ -80,16 +80,6 @@ TEST_F(RecentEngineTest, SavedFilesAppearAsSinglesAndStacks)
     EXPECT_TRUE(listShows(path("Documents/letter-final.odt")));
 }
 
-TEST_F(RecentEngineTest, AFinishedDownloadCountsWithItsOldDate)
-{
-    home.writeFile("Downloads/older.iso", 86400 * 3);
-    startEngine();
-    // Browsers give a finished download its server date, long before the cut-off; it is new to the folder.
-    const QString part = home.writeFile("Downloads/manual.pdf.part", 86400 * 30);
-    ASSERT_TRUE(QFile::rename(part, path("Downloads/manual.pdf")));
-    EXPECT_TRUE(listShows(path("Downloads/manual.pdf")));
-}
-
 TEST_F(RecentEngineTest, ChangesWhileNotRunningAreReplayedAtTheNextStart)
 {
     home.writeFile("Documents/before.txt", 7200);

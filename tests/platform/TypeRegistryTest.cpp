@@ -62,37 +62,35 @@ TEST(TypeRegistryTest, TypesFilesByNameContentAndFolderKind)
 TEST(TypeRegistryTest, ConformanceFollowsTheTreeTransitively)
 {
     const QString dynamic = TypeRegistry::preferredUtiForExtension("qqz");
-    const QString conforming[][2] = {
-        {"public.jpeg", "public.image"},
-        {"public.jpeg", "public.data"},
-        {"public.jpeg", "public.content"},
-        {"public.jpeg", "public.item"},
-        {"com.adobe.pdf", "public.data"},
-        {"public.folder", "public.directory"},
-        {"public.folder", "public.item"},
-        {"public.mpeg-4", "public.movie"},
-        {"public.video", "public.movie"},
-        {"public.c-plus-plus-source", "public.plain-text"},
-        {dynamic, "public.data"},
-        {dynamic, "public.item"},
-        {"com.example.unknown", "com.example.unknown"},
-        {"com.apple.application-bundle", "com.apple.package"},
+    const struct {
+        QString uti, parent;
+        bool conforms;
+    } pairs[] = {
+        {"public.jpeg", "public.image", true},
+        {"public.jpeg", "public.data", true},
+        {"public.jpeg", "public.content", true},
+        {"public.jpeg", "public.item", true},
+        {"com.adobe.pdf", "public.data", true},
+        {"public.folder", "public.directory", true},
+        {"public.folder", "public.item", true},
+        {"public.mpeg-4", "public.movie", true},
+        {"public.video", "public.movie", true},
+        {"public.c-plus-plus-source", "public.plain-text", true},
+        {dynamic, "public.data", true},
+        {dynamic, "public.item", true},
+        {"com.example.unknown", "com.example.unknown", true},
+        {"com.apple.application-bundle", "com.apple.package", true},
+        {"public.image", "public.jpeg", false},
+        {"public.folder", "public.data", false},
+        {"public.mpeg-4-audio", "public.movie", false},
+        {dynamic, "public.image", false},
+        {"com.example.unknown", "public.item", false},
+        {"", "public.item", false},
+        {"public.jpeg", "", false},
     };
-    for (const auto &[uti, parent] : conforming)
-        EXPECT_TRUE(TypeRegistry::conformsTo(uti, parent))
-            << uti.toStdString() << " " << parent.toStdString();
-    const QString unrelated[][2] = {
-        {"public.image", "public.jpeg"},
-        {"public.folder", "public.data"},
-        {"public.mpeg-4-audio", "public.movie"},
-        {dynamic, "public.image"},
-        {"com.example.unknown", "public.item"},
-        {"", "public.item"},
-        {"public.jpeg", ""},
-    };
-    for (const auto &[uti, parent] : unrelated)
-        EXPECT_FALSE(TypeRegistry::conformsTo(uti, parent))
-            << uti.toStdString() << " " << parent.toStdString();
+    for (const auto &pair : pairs)
+        EXPECT_EQ(TypeRegistry::conformsTo(pair.uti, pair.parent), pair.conforms)
+            << pair.uti.toStdString() << " " << pair.parent.toStdString();
 }
 
 // Catches slips in the data: parents that are not declared, and tags another type takes over.

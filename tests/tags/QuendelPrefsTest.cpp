@@ -34,30 +34,18 @@ protected:
     QuendelPrefs prefs{ownDefaults};
 };
 
-TEST_F(QuendelPrefsTest, SharedFileLivesInTheConfigFolder)
+TEST_F(QuendelPrefsTest, OnlyNewlyEnteredTagsGoToTheFrontInTheirNewSpelling)
 {
-    EXPECT_EQ(QFileInfo(sharedFile).fileName(), QuendelPrefs::sharedIdentifier() + ".plist");
-    EXPECT_TRUE(sharedFile.startsWith(home.path()));
-    EXPECT_TRUE(QuendelPrefs::sharedIdentifier().endsWith(".shared"));
     EXPECT_EQ(prefs.recentTags(), QStringList{});
-}
-
-TEST_F(QuendelPrefsTest, OnlyNewlyEnteredTagsGoToTheFront)
-{
-    ASSERT_TRUE(prefs.updatePrefsRecentTags({}, {"x", "a"}));
+    ASSERT_TRUE(prefs.updatePrefsRecentTags({}, {"x", "a", "work"}));
     ASSERT_TRUE(prefs.updatePrefsRecentTags({"a"}, {"a", "B"}));
-    EXPECT_EQ(prefs.recentTags(), (QStringList{"B", "x", "a"}));
-    EXPECT_EQ(storedList(), QVariant(QVariantList{"B", "x", "a"}));
-
+    EXPECT_EQ(prefs.recentTags(), (QStringList{"B", "x", "a", "work"}));
     ASSERT_TRUE(prefs.updatePrefsRecentTags({"Work"}, {"Work"}));
-    EXPECT_EQ(prefs.recentTags(), (QStringList{"B", "x", "a"}));
-}
+    EXPECT_EQ(prefs.recentTags(), (QStringList{"B", "x", "a", "work"}));
 
-TEST_F(QuendelPrefsTest, ANewSpellingReplacesTheOldOneAtTheFront)
-{
-    ASSERT_TRUE(prefs.updatePrefsRecentTags({}, {"work", "home"}));
     ASSERT_TRUE(prefs.updatePrefsRecentTags({}, {"Work"}));
-    EXPECT_EQ(prefs.recentTags(), (QStringList{"Work", "home"}));
+    EXPECT_EQ(prefs.recentTags(), (QStringList{"Work", "B", "x", "a"}));
+    EXPECT_EQ(storedList(), QVariant(QVariantList{"Work", "B", "x", "a"}));
 }
 
 TEST_F(QuendelPrefsTest, AFullListDropsItsOldestTags)
@@ -148,6 +136,9 @@ TEST_F(QuendelPrefsTest, ACorruptSharedFileReadsEmptyAndIsMovedAsideBeforeAWrite
 
 TEST_F(QuendelPrefsTest, WithoutTheSharedFileTheListLivesInTheApplicationsDefaults)
 {
+    EXPECT_EQ(QFileInfo(sharedFile).fileName(), QuendelPrefs::sharedIdentifier() + ".plist");
+    EXPECT_TRUE(sharedFile.startsWith(home.path()));
+    EXPECT_TRUE(QuendelPrefs::sharedIdentifier().endsWith(".shared"));
     prefs.setPrefsFile(QuendelPrefs::applicationIdentifier());
     ASSERT_TRUE(prefs.updatePrefsRecentTags({}, {"local", "tag"}));
     ASSERT_TRUE(prefs.removeTagsFromRecents({"TAG"}));

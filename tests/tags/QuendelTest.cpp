@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <ostream>
 #include <sys/mount.h>
 
@@ -54,6 +55,23 @@ protected:
     const QString third = home.writeFile("plan.txt");
 };
 
+// A file on a small tmpfs of its own, which can be filled or made read-only. Mounting needs root.
+class QuendelVolumeTest : public QuendelTest {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(QDir().mkpath(folder));
+        mount.emplace(folder);
+        if (!mount->isMounted())
+            GTEST_SKIP() << "mounting needs root";
+        QFile(onVolume).open(QIODevice::WriteOnly);
+    }
+
+    const QString folder = home.filePath("volume");
+    const QString onVolume = folder + "/file";
+    std::optional<TemporaryMount> mount;
+};
+
 TEST_F(QuendelTest, StoresValuesAsBinaryPlistsUnderTheMetadataPrefix)
 {
     EXPECT_EQ(Quendel::setXAttrMetaData(QVariantMap{{"a", 1}}, "kMDItemQDBookmarks", file), std::nullopt);
@@ -81,16 +99,8 @@ TEST_F(QuendelTest, StoresValuesAsBinaryPlistsUnderTheMetadataPrefix)
 }
 
 // ext4 keeps all of a file's attributes in one 4 KB block, too little for a single 4096-byte value.
-TEST_F(QuendelTest, RefusesValuesOver4096BytesAndLeavesTheOldOne)
+TEST_F(QuendelVolumeTest, RefusesValuesOver4096BytesAndLeavesTheOldOne)
 {
-    const QString folder = home.filePath("volume");
-    ASSERT_TRUE(QDir().mkpath(folder));
-    TemporaryMount mount(folder);
-    if (!mount.isMounted())
-        GTEST_SKIP() << "mounting needs root";
-    const QString onVolume = folder + "/file";
-    QFile(onVolume).open(QIODevice::WriteOnly);
-
     QByteArray payload;
     while (PropertyList::toData(payload, PropertyList::Format::Binary).size() < Quendel::maximumValueSize)
         payload.append('x');
@@ -257,29 +267,14 @@ TEST_F(QuendelTest, ReportsBadArgumentsAndFailingFilesAsErrors)
               posixError(EOPNOTSUPP, "Operation not supported"));
 }
 
-TEST_F(QuendelTest, ReportsAReadOnlyFileSystem)
+TEST_F(QuendelVolumeTest, ReportsAReadOnlyFileSystem)
 {
-    const QString folder = home.filePath("volume");
-    ASSERT_TRUE(QDir().mkpath(folder));
-    TemporaryMount mount(folder);
-    if (!mount.isMounted())
-        GTEST_SKIP() << "mounting needs root";
-    const QString onVolume = folder + "/file";
-    QFile(onVolume).open(QIODevice::WriteOnly);
     ASSERT_EQ(Quendel::setUserTags(QStringList{"kept"}, onVolume), std::nullopt);
     ASSERT_EQ(
         ::mount(nullptr, QFile::encodeName(folder).constData(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
 
     EXPECT_EQ(Quendel::setUserTags(QStringList{"new"}, onVolume), posixError(EROFS, "Read-only file system"));
     EXPECT_EQ(Quendel::getUserTags(onVolume), QStringList{"kept"});
-}
-
-TEST_F(QuendelTest, ReadsTagsOtherProgramsWrote)
-{
-    ASSERT_EQ(runProcess("setfattr", {"-n", "user.xdg.tags", "-v", "x, y", file}).status, 0);
-    EXPECT_EQ(Quendel::getUserTags(file), QStringList({"x", "y"}));
-    EXPECT_EQ(Quendel::addUserTags(QStringList{"z"}, file), std::nullopt);
-    EXPECT_EQ(getfattr("user.xdg.tags", file), "x,y,z");
 }
 
 TEST_F(QuendelTest, RegistersTheSchemaBrieflyForImporters)

@@ -5,7 +5,6 @@
 #include "TemporaryHome.h"
 
 #include <QDateTime>
-#include <QDir>
 #include <QFile>
 #include <QPoint>
 #include <QtEndian>
@@ -43,6 +42,9 @@ QVariantMap sampleTree()
         {"negative", qint64(-42)},
         {"zero", qint64(0)},
         {"large", qint64(std::numeric_limits<qint64>::max())},
+        {"allOnes", QVariant::fromValue(allOnes)},
+        {"twoTo63", QVariant::fromValue(quint64(1) << 63)},
+        {"smallUnsigned", QVariant::fromValue(quint64(5))},
         {"real", 0.1},
         {"yes", true},
         {"no", false},
@@ -58,27 +60,14 @@ QVariantMap sampleTree()
 TEST(PropertyList, AllTypesRoundTripInBothFormats)
 {
     for (const Format format : {Format::Binary, Format::Xml}) {
-        const QVariant back = roundTrip(sampleTree(), format);
-        EXPECT_EQ(back, QVariant(sampleTree())) << (format == Format::Xml ? "xml" : "binary");
-        EXPECT_EQ(back.toMap().value("uid").value<PlistUid>().value, 7u);
-        EXPECT_EQ(back.toMap().value("negative").typeId(), QMetaType::LongLong);
-    }
-}
-
-TEST(PropertyList, UnsignedValuesAboveInt64MaxRoundTripExactly)
-{
-    const QVariantMap tree = {{"allOnes", QVariant::fromValue(allOnes)},
-                              {"twoTo63", QVariant::fromValue(quint64(1) << 63)},
-                              {"minusOne", qint64(-1)},
-                              {"smallUnsigned", QVariant::fromValue(quint64(5))}};
-    for (const Format format : {Format::Binary, Format::Xml}) {
-        const QVariantMap back = roundTrip(tree, format).toMap();
+        const QVariantMap back = roundTrip(sampleTree(), format).toMap();
+        EXPECT_EQ(back, sampleTree()) << (format == Format::Xml ? "xml" : "binary");
+        EXPECT_EQ(back.value("uid").value<PlistUid>().value, 7u);
+        // QVariant compares numbers by value across types: the types themselves must be checked.
+        EXPECT_EQ(back.value("negative").typeId(), QMetaType::LongLong);
         EXPECT_EQ(back.value("allOnes").typeId(), QMetaType::ULongLong);
+        EXPECT_EQ(back.value("twoTo63").typeId(), QMetaType::ULongLong);
         EXPECT_EQ(back.value("allOnes").toULongLong(), allOnes);
-        EXPECT_EQ(back.value("twoTo63").toULongLong(), quint64(1) << 63);
-        EXPECT_EQ(back.value("minusOne").typeId(), QMetaType::LongLong);
-        EXPECT_EQ(back.value("minusOne").toLongLong(), -1);
-        EXPECT_EQ(back.value("smallUnsigned").toLongLong(), 5);
     }
 }
 
@@ -169,6 +158,7 @@ TEST(PropertyList, HostileBinaryStructureIsRefused)
         {"128-bit integer above 2^64", bplist({QByteArray::fromHex("14") + QByteArray(16, '\1')})},
         {"non-string dictionary key", bplist({QByteArray::fromHex("d10101"), QByteArray::fromHex("1001")})},
         {"unknown marker", bplist({QByteArray::fromHex("70")})},
+        {"null marker as an array element", bplist({QByteArray::fromHex("a101"), QByteArray::fromHex("00")})},
         {"date that is not a number", bplist({QByteArray::fromHex("337ff8000000000000")})},
     };
     for (const Case &c : cases) {
@@ -213,27 +203,6 @@ TEST(PropertyList, DatesKeepMillisecondsInBinaryAndRejectTheUnrepresentable)
     EXPECT_TRUE(
         PropertyList::toData(QVariantList{utc(2200, 1, 1, 0, 0, 0)}, Format::Binary, &error).isEmpty());
     EXPECT_TRUE(error.contains("out of range"));
-}
-
-TEST(PropertyList, DamagedInputGivesAnErrorNotACrash)
-{
-    const QByteArray good = PropertyList::toData(sampleTree(), Format::Binary);
-    const QList<QByteArray> bad = {
-        QByteArray(),
-        "not a plist at all",
-        "bplist00",
-        good.left(good.size() / 2),
-        good.left(good.size() - 1),
-        "<?xml version=\"1.0\"?><plist><dict><key>a</key>",
-        // A null marker (0x00) as an array element.
-        QByteArray::fromHex("62706c6973743030a10100080a00000000000001010000000000000002000000000000000000"
-                            "0000000000000b"),
-    };
-    for (const QByteArray &data : bad) {
-        QString error;
-        EXPECT_FALSE(PropertyList::fromData(data, &error).isValid()) << data.toHex().toStdString();
-        EXPECT_FALSE(error.isEmpty());
-    }
 }
 
 TEST(PropertyList, ValuesWithoutAPlistFormAreRefused)
