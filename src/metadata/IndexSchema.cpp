@@ -2,6 +2,7 @@
 
 #include "SqliteDatabase.h"
 
+#include <QHash>
 #include <QList>
 
 namespace IndexSchema {
@@ -31,11 +32,13 @@ const QList<AttributeColumn> &attributeColumns()
 
 const AttributeColumn *columnFor(const QString &attribute)
 {
-    const auto &columns = attributeColumns();
-    const auto found = std::find_if(columns.begin(), columns.end(), [&](const AttributeColumn &column) {
-        return attribute == QLatin1String(column.attribute);
-    });
-    return found == columns.end() ? nullptr : &*found;
+    static const QHash<QString, const AttributeColumn *> byAttribute = [] {
+        QHash<QString, const AttributeColumn *> columns;
+        for (const AttributeColumn &column : attributeColumns())
+            columns.insert(QLatin1String(column.attribute), &column);
+        return columns;
+    }();
+    return byAttribute.value(attribute);
 }
 
 QString creationSql()
@@ -68,7 +71,10 @@ CREATE TABLE IF NOT EXISTS files (
     content TEXT
 );
 CREATE INDEX IF NOT EXISTS files_parent ON files(parent);
-CREATE INDEX IF NOT EXISTS files_inode ON files(device, inode);
+-- Aliases look files up by inode alone, since device numbers of btrfs subvolumes change between boots;
+-- the index on (device, inode) it replaces could not serve that.
+DROP INDEX IF EXISTS files_inode;
+CREATE INDEX IF NOT EXISTS files_by_inode ON files(inode);
 CREATE INDEX IF NOT EXISTS files_last_used ON files(last_used);
 CREATE TABLE IF NOT EXISTS file_values (
     file_id INTEGER NOT NULL REFERENCES files(id) ON DELETE CASCADE,

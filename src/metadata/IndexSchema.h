@@ -10,7 +10,8 @@ class SqliteDatabase;
 //   number for a date), booleans INTEGER 0/1, NULL where the file has no such attribute.
 // file_values(file_id, attribute, value): every attribute without its own column, one row per element for
 //   multi-valued ones (tags, the content type tree); value is TEXT, or REAL for numbers and dates.
-// name_trigrams(name, display_name): the names folded (case and diacritics), trigram-tokenized, rowid = id.
+// name_trigrams(name, display_name): the names folded (case and diacritics), trigram-tokenized, rowid = id;
+//   display_name empty when it is the name.
 // file_words(names, content, other): the words of the names, of the text content and of every other string
 //   attribute, split as the `w` option splits them and folded, rowid = id.
 namespace IndexSchema {

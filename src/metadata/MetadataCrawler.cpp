@@ -1,8 +1,11 @@
 #include "MetadataCrawler.h"
 
 #include "AppPaths.h"
+#include "IndexSchema.h"
 #include "MetadataIndex.h"
 #include "Packages.h"
+#include "PdfDocument.h"
+#include "QuitFlag.h"
 #include "RecentlyUsedFeed.h"
 #include "ReferenceTime.h"
 #include "TypeRegistry.h"
@@ -24,8 +27,6 @@
 #include <unistd.h>
 
 namespace {
-
-constexpr qint64 batchSize = 2000;
 
 QDateTime fromMSecs(qint64 msecs)
 {
@@ -83,18 +84,35 @@ bool MetadataCrawler::rebuild(const QStringList &roots)
 {
     if (!begin(true))
         return false;
-    SqliteTransaction transaction(m_index.database());
-    const bool cleared =
-        transaction.isActive() &&
-        m_index.database().exec(QStringLiteral("DELETE FROM file_values; DELETE FROM name_trigrams; "
-                                               "DELETE FROM file_words; DELETE FROM files;")) &&
-        transaction.commit();
-    return finish(cleared && crawlRoots(roots), true);
+    SqliteDatabase &database = m_index.database();
+    // The secondary indexes are dropped and built again at the end, by one sort each instead of a random
+    // insertion per row. Nothing is synced to disk meanwhile: a crash loses only this index, which is
+    // rebuilt from the files anyway.
+    QStringList indexes;
+    SqliteStatement listIndexes = database.prepare(
+        QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL AND "
+                       "tbl_name IN ('files', 'file_values')"));
+    while (listIndexes.isValid() && listIndexes.step())
+        indexes.append(listIndexes.columnText(0));
+    listIndexes = {};
+    SqliteTransaction transaction(database);
+    bool ok = transaction.isActive() &&
+              database.exec(QStringLiteral("DELETE FROM file_values; DELETE FROM name_trigrams; "
+                                           "DELETE FROM file_words; DELETE FROM files;"));
+    for (const QString &index : std::as_const(indexes))
+        ok = ok && database.exec(QStringLiteral("DROP INDEX \"%1\"").arg(index));
+    ok = ok && transaction.commit() && database.exec(QStringLiteral("PRAGMA synchronous = OFF"));
+    ok = ok && crawlRoots(roots, Scope::EmptyIndex);
+    const bool restored =
+        database.exec(QStringLiteral("PRAGMA synchronous = NORMAL")) && IndexSchema::create(database);
+    if (ok && !restored)
+        fail();
+    return finish(ok && restored, true);
 }
 
 bool MetadataCrawler::update(const QStringList &roots)
 {
-    return begin(true) && finish(crawlRoots(roots), true);
+    return begin(true) && finish(crawlRoots(roots, Scope::WholeTree), true);
 }
 
 bool MetadataCrawler::updateFolder(const QString &folder)
@@ -150,7 +168,7 @@ MetadataCrawler::Status MetadataCrawler::status()
     return status;
 }
 
-bool MetadataCrawler::crawlRoots(const QStringList &roots)
+bool MetadataCrawler::crawlRoots(const QStringList &roots, Scope scope)
 {
     for (const QString &root : roots) {
         const QString path = QDir::cleanPath(root);
@@ -160,7 +178,7 @@ bool MetadataCrawler::crawlRoots(const QStringList &roots)
                 return false;
             continue;
         }
-        if (!putItem(path, status) || !crawl({path}, Scope::WholeTree))
+        if (!putItem(path, status) || !crawl({path}, scope))
             return false;
     }
     return true;
@@ -173,14 +191,24 @@ bool MetadataCrawler::crawl(const QStringList &folders, Scope scope)
     qint64 batchStart = m_filesDone;
     QStringList toVisit = folders;
     while (!toVisit.isEmpty()) {
+        // What was written stays: the next update goes on from there.
+        if (QuitFlag::isRaised()) {
+            batch->commit();
+            m_errorText = QStringLiteral("the crawl was interrupted: the program is quitting");
+            return false;
+        }
         const QString folder = toVisit.takeLast();
         if (m_progress)
             m_progress(m_filesDone, folder);
         if (!syncFolder(folder, scope, toVisit))
             return false;
-        if (m_filesDone - batchStart >= batchSize) {
+        if (m_filesDone - batchStart >= kBatchSize) {
             if (!batch->commit())
                 return fail();
+            // Between batches: written inside one, its savepoint would flush the full-text tables early.
+            if (m_crawling && !writeStatus({{QStringLiteral("crawl_files"), m_filesDone},
+                                            {QStringLiteral("crawl_folder"), folder}}))
+                return false;
             batch.emplace(m_index.database());
             batchStart = m_filesDone;
         }
@@ -214,11 +242,14 @@ bool MetadataCrawler::syncFolder(const QString &folder, Scope scope, QStringList
     // every write, rename and attribute change.
     QSet<QString> unchanged;
     QStringList vanished;
-    SqliteStatement known = m_index.database().prepare(
-        QStringLiteral("SELECT name, inode, is_folder, changed FROM files WHERE parent = ?"));
-    if (!known.isValid() || !known.bind(1, folder))
-        return fail();
-    while (known.step()) {
+    SqliteStatement known;
+    if (scope != Scope::EmptyIndex) {
+        known = m_index.database().prepare(
+            QStringLiteral("SELECT name, inode, is_folder, changed FROM files WHERE parent = ?"));
+        if (!known.isValid() || !known.bind(1, folder))
+            return fail();
+    }
+    while (known.isValid() && known.step()) {
         const QString name = known.columnText(0);
         const auto entry = entries.constFind(name);
         if (entry == entries.cend() || entry->inode != known.columnInt64(1) ||
@@ -242,7 +273,7 @@ bool MetadataCrawler::syncFolder(const QString &folder, Scope scope, QStringList
         if (!isKnown && !putItem(path, entry.value()))
             return false;
         const bool isNew = !isKnown && !vanished.contains(entry.key());
-        if (entry->isFolder && !Packages::isPackage(path) && (scope == Scope::WholeTree || isNew))
+        if (entry->isFolder && !Packages::isPackage(path) && (scope != Scope::NewFolders || isNew))
             foldersToVisit.append(path);
     }
     return true;
@@ -280,16 +311,19 @@ bool MetadataCrawler::putItem(const QString &path, const ItemStatus &status)
         if (const QString text = textContent(path); !text.isEmpty())
             attributes.insert(QStringLiteral("kMDItemTextContent"), text);
     }
+    if (m_contentIndexing && type.isPdf && status.size > 0) {
+        const PdfDocument pdf(path);
+        if (const int pages = pdf.pageCount(); pages > 0)
+            attributes.insert(QStringLiteral("kMDItemNumberOfPages"), pages);
+        if (const QString text = pdf.text(kTextContentBytes); !text.isEmpty())
+            attributes.insert(QStringLiteral("kMDItemTextContent"), text);
+    }
     if (m_attributeReader)
         m_attributeReader(path, attributes);
 
     if (!m_index.putFile(file))
         return fail();
-    if (++m_filesDone % kBatchSize == 0 && m_crawling) {
-        if (!writeStatus({{QStringLiteral("crawl_files"), m_filesDone},
-                          {QStringLiteral("crawl_folder"), QFileInfo(path).path()}}))
-            return false;
-    }
+    ++m_filesDone;
     return true;
 }
 
@@ -329,6 +363,7 @@ const MetadataCrawler::TypeFacts &MetadataCrawler::typeFacts(const QString &uti)
         facts.mime = TypeRegistry::mimeTypeForExtension(TypeRegistry::preferredExtension(uti));
     facts.kind = TypeRegistry::description(uti);
     facts.isText = TypeRegistry::conformsTo(uti, QStringLiteral("public.text"));
+    facts.isPdf = facts.tree.contains(QStringLiteral("com.adobe.pdf"));
     return *m_types.insert(uti, facts);
 }
 

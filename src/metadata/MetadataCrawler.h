@@ -42,7 +42,7 @@ public:
     // Longest stretch of a text file read for its content, in bytes.
     static constexpr qint64 kTextContentBytes = 64 * 1024;
     // Files written between two updates of the crawl figures.
-    static constexpr qint64 kBatchSize = 2000;
+    static constexpr qint64 kBatchSize = 10000;
 
     explicit MetadataCrawler(MetadataIndex &index);
 
@@ -70,6 +70,7 @@ private:
         QString mime;
         QString kind;
         bool isText = false;
+        bool isPdf = false;
     };
     // What one status call tells of an item; dates in milliseconds since the Unix epoch.
     struct ItemStatus {
@@ -81,13 +82,14 @@ private:
         qint64 changed = 0;
         qint64 created = -1; // -1: the file system does not record it
     };
-    enum class Scope { WholeTree, NewFolders };
+    // EmptyIndex: a whole tree of which the index knows nothing, so nothing to compare with.
+    enum class Scope { WholeTree, NewFolders, EmptyIndex };
 
     // Status of `name` in the folder open as `folderFd` (AT_FDCWD: name is a path); false for what the index
     // does not keep: links, devices, sockets, pipes, and what cannot be read.
     static bool readStatus(int folderFd, const QByteArray &name, int flags, ItemStatus &status);
 
-    bool crawlRoots(const QStringList &roots);
+    bool crawlRoots(const QStringList &roots, Scope scope);
     bool crawl(const QStringList &folders, Scope scope);
     bool syncFolder(const QString &folder, Scope scope, QStringList &foldersToVisit);
     bool putItem(const QString &path, const ItemStatus &status);

@@ -41,6 +41,10 @@ public:
     SqliteDatabase &database() { return m_database; }
     QString errorText() const { return m_database.errorText(); }
 
+    // The indexed paths of the files numbered `inode` on any device, as the last crawl saw them; empty when
+    // there are none or the database fails (errorText()).
+    QStringList pathsForInode(qint64 inode);
+
 private:
     bool removeRows(qint64 id, bool withFile);
     // Writing a file runs the same few statements every time; preparing them once saves most of a crawl's

@@ -186,10 +186,12 @@ QString QueryCompiler::textIndexFilter(const QueryNode &node)
                                           [](const auto &a, const auto &b) { return a.size() < b.size(); });
     if (longest == literals.end() || longest->size() < 3)
         return {};
-    const QString column = node.attribute == QLatin1String("kMDItemFSName") ? QStringLiteral("name")
-                                                                            : QStringLiteral("display_name");
+    // A display name equal to the name is stored once, as the name.
+    const QString column = node.attribute == QLatin1String("kMDItemFSName")
+                               ? QStringLiteral("name")
+                               : QStringLiteral("{name display_name}");
     return QStringLiteral("files.id IN (SELECT rowid FROM name_trigrams WHERE name_trigrams MATCH %1)")
-        .arg(bind(QStringLiteral("{%1} : %2").arg(column, ftsPhrase(*longest))));
+        .arg(bind(QStringLiteral("%1 : %2").arg(column, ftsPhrase(*longest))));
 }
 
 QString QueryCompiler::bind(const QVariant &value)

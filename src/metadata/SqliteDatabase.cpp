@@ -147,8 +147,16 @@ bool SqliteDatabase::open(const QString &path)
         return false;
     }
     sqlite3_extended_result_codes(m_connection, 1);
+    // The desktop program, a command and a live query may all write the same index: a writer waits its
+    // turn rather than fail.
+    sqlite3_busy_timeout(m_connection, 10000);
     m_errorText.clear();
     return true;
+}
+
+bool SqliteDatabase::inTransaction() const
+{
+    return m_connection && !sqlite3_get_autocommit(m_connection);
 }
 
 void SqliteDatabase::close()
@@ -252,23 +260,26 @@ void SqliteDatabase::recordError(int code)
     m_errorText = QStringLiteral("sqlite: %1 (%2)").arg(QString::fromUtf8(message)).arg(code);
 }
 
-SqliteTransaction::SqliteTransaction(SqliteDatabase &database) : m_database(database)
+SqliteTransaction::SqliteTransaction(SqliteDatabase &database)
+    : m_database(database), m_outermost(!database.inTransaction())
 {
-    // A savepoint is a transaction of its own outside one, and nests inside one: a crawl commits files in
-    // batches while each file's own write stays all-or-nothing.
-    m_active = m_database.exec(QStringLiteral("SAVEPOINT vantry"));
+    // The outermost one takes the write lock at once: a transaction that read first and then wants to
+    // write fails without waiting when another process committed in between.
+    m_active =
+        m_database.exec(m_outermost ? QStringLiteral("BEGIN IMMEDIATE") : QStringLiteral("SAVEPOINT vantry"));
 }
 
 SqliteTransaction::~SqliteTransaction()
 {
     if (m_active)
-        m_database.exec(QStringLiteral("ROLLBACK TO vantry; RELEASE vantry"));
+        m_database.exec(m_outermost ? QStringLiteral("ROLLBACK")
+                                    : QStringLiteral("ROLLBACK TO vantry; RELEASE vantry"));
 }
 
 bool SqliteTransaction::commit()
 {
     if (!m_active)
         return false;
-    m_active = !m_database.exec(QStringLiteral("RELEASE vantry"));
+    m_active = !m_database.exec(m_outermost ? QStringLiteral("COMMIT") : QStringLiteral("RELEASE vantry"));
     return !m_active;
 }

@@ -61,6 +61,7 @@ public:
     bool open(const QString &path);
     void close();
     bool isOpen() const { return m_connection != nullptr; }
+    bool inTransaction() const;
 
     bool exec(const QString &sql);
     SqliteStatement prepare(const QString &sql);
@@ -82,7 +83,8 @@ private:
     QString m_errorText;
 };
 
-// Commits on commit(); rolls back if destroyed without it.
+// Commits on commit(); rolls back if destroyed without it. Nests: inside another transaction it is a
+// savepoint, which a caller can roll back alone.
 class SqliteTransaction {
 public:
     explicit SqliteTransaction(SqliteDatabase &database);
@@ -95,5 +97,6 @@ public:
 
 private:
     SqliteDatabase &m_database;
+    bool m_outermost = false;
     bool m_active = false;
 };
