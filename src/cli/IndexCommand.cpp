@@ -1,9 +1,8 @@
 #include "IndexCommand.h"
 
-#include "ExtendedAttributes.h"
 #include "MetadataCrawler.h"
 #include "MetadataIndex.h"
-#include "Quendel.h"
+#include "TagStoreAttributes.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -17,23 +16,6 @@
 namespace IndexCommand {
 
 namespace {
-
-// The tag store's values of a file; most files carry no attributes at all, which one listing tells.
-void readTagStore(const QString &path, QVariantMap &attributes)
-{
-    int error = 0;
-    if (ExtendedAttributes::names(path, &error).isEmpty())
-        return;
-    if (const QStringList tags = Quendel::getUserTags(path); !tags.isEmpty())
-        attributes.insert(QStringLiteral("kMDItemUserTags"), tags);
-    if (const double rating = Quendel::getRating(path); rating > 0)
-        attributes.insert(QStringLiteral("kMDItemStarRating"), rating);
-    for (const QString &key : {QStringLiteral("kMDItemQDManaged"), QStringLiteral("kMDItemQDUserTagTime"),
-                               QStringLiteral("kMDItemQDRatingTime")}) {
-        if (const QVariant value = Quendel::getXAttrMetaData(key, path); value.isValid())
-            attributes.insert(key, value);
-    }
-}
 
 // "N files, R files/s", redrawn in place at most five times a second.
 class ProgressLine {
@@ -144,7 +126,7 @@ int run(CommandContext &context)
         roots = {QDir::cleanPath(folder.absoluteFilePath())};
     }
     crawler.setContentIndexing(true);
-    crawler.setAttributeReader(readTagStore);
+    crawler.setAttributeReader(TagStoreAttributes::read);
     ProgressLine progress(context.err);
     crawler.setProgressCallback([&progress](qint64 filesDone, const QString &) { progress.show(filesDone); });
     const bool ok = action == QLatin1String("rebuild") ? crawler.rebuild(roots) : crawler.update(roots);
