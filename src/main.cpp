@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 #include "DesktopProgram.h"
+#include "IndexedInodeLocator.h"
 
 #include <QCoreApplication>
 
@@ -8,6 +9,7 @@ int main(int argc, char **argv)
     QStringList arguments;
     for (int i = 1; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
+    IndexedInodeLocator::install();
     if (DesktopProgram::handles(arguments))
         return DesktopProgram::run(argc, argv);
 

@@ -11,6 +11,7 @@
 
 #include <dirent.h>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <sys/stat.h>
 
@@ -92,12 +93,38 @@ QString entryWithInode(const QString &folder, quint64 inode)
     return QString();
 }
 
-// Identity rests on inode numbers within a known folder. Device numbers are not compared: those of btrfs
-// subvolumes and of virtual file systems change from one boot to the next.
+std::mutex locatorMutex;
+std::shared_ptr<const XPSimpleUtils::InodeLocator> inodeLocator;
+
+std::shared_ptr<const XPSimpleUtils::InodeLocator> currentInodeLocator()
+{
+    const std::lock_guard lock(locatorMutex);
+    return inodeLocator;
+}
+
+// A file moved out of its folder, as the locator knows it. Its answers may be stale, and inode numbers repeat
+// across volumes: a candidate counts only if it holds the inode now, on the recorded volume.
+QString locatedElsewhere(const AliasRecord &record)
+{
+    const auto locator = currentInodeLocator();
+    if (!locator)
+        return QString();
+    for (const QString &candidate : (*locator)(record.inode)) {
+        if (candidate != record.path && holdsInode(candidate, record.inode) &&
+            MountTable::mountPointOf(candidate) == record.mountPoint)
+            return candidate;
+    }
+    return QString();
+}
+
+// Identity rests on inode numbers within a known folder or volume. Device numbers are not compared: those of
+// btrfs subvolumes and of virtual file systems change from one boot to the next.
 QString locate(const AliasRecord &record)
 {
     if (holdsInode(record.path, record.inode))
         return record.path;
+    if (const QString moved = locatedElsewhere(record); !moved.isEmpty())
+        return moved;
     const QString parent = record.parentPath();
     if (!holdsInode(parent, record.parentInode))
         return QString();
@@ -154,4 +181,11 @@ QString XPSimpleUtils::resolveAliasDataToPath(const QByteArray &data, qint16 &os
     else
         osErr = fnfErr;
     return path;
+}
+
+void XPSimpleUtils::setInodeLocator(InodeLocator locator)
+{
+    auto installed = locator ? std::make_shared<const InodeLocator>(std::move(locator)) : nullptr;
+    const std::lock_guard lock(locatorMutex);
+    inodeLocator = std::move(installed);
 }
