@@ -6,8 +6,10 @@
 #include "DialogPresenter.h"
 #include "FileSystemEventStream.h"
 #include "Log.h"
+#include "MetadataIndexFeeder.h"
 #include "QuendelPrefs.h"
 #include "QuitFlag.h"
+#include "TagStoreAttributes.h"
 #include "UserDefaults.h"
 #include "VNImageBrowserView.h"
 #include "VNMainWindowController.h"
@@ -37,6 +39,7 @@ const QString runInDockKey = QStringLiteral("KPRunInDock");
 constexpr int hideSelfDelayMSecs = 1000;
 constexpr int preferencesDelayMSecs = 200;
 constexpr int fadeMSecs = 180;
+constexpr int indexCatchUpDelay = 30000;
 
 } // namespace
 
@@ -115,6 +118,22 @@ void VNAppDelegate::applicationDidFinishLaunching(bool showWindow)
     m_windowController->vantryDelegate()->applicationDidFinishLaunching();
     if (showWindow)
         showMainWindow();
+    startMetadataIndex();
+}
+
+void VNAppDelegate::startMetadataIndex()
+{
+    m_indexFeeder = std::make_unique<MetadataIndexFeeder>();
+    m_indexFeeder->setAttributeReader(TagStoreAttributes::read);
+    m_indexFeeder->setContentIndexing(true);
+    if (!m_indexFeeder->start()) {
+        m_indexFeeder.reset();
+        return;
+    }
+    FileSystemEventStream::defaultFileSystemEventStream().addObserver(m_indexFeeder.get());
+    // Changes made while the program was not running; late, so as not to burden the launch.
+    QTimer::singleShot(indexCatchUpDelay, m_indexFeeder.get(),
+                       [feeder = m_indexFeeder.get()] { feeder->catchUp(); });
 }
 
 void VNAppDelegate::applicationStateChanged()
@@ -183,6 +202,10 @@ void VNAppDelegate::applicationWillTerminate()
     if (m_windowController)
         m_windowController->vantryDelegate()->applicationWillTerminate();
     XPHotKeyControl::unInstallHotKey();
+    if (m_indexFeeder) {
+        FileSystemEventStream::defaultFileSystemEventStream().removeObserver(m_indexFeeder.get());
+        m_indexFeeder.reset();
+    }
     defaults.synchronize();
 }
 

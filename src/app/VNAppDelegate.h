@@ -7,6 +7,7 @@
 #include <memory>
 
 class DialogPresenter;
+class MetadataIndexFeeder;
 class QAction;
 class QMenu;
 class QMessageBox;
@@ -76,10 +77,12 @@ private:
     void applicationStateChanged();
     void showMainWindow();
     void orderMainWindowOut();
+    void startMetadataIndex();
 
     std::unique_ptr<DialogPresenter> m_presenter;
     std::unique_ptr<VNMainWindowController> m_windowController;
     std::unique_ptr<QMenu> m_statusMenu;
+    std::unique_ptr<MetadataIndexFeeder> m_indexFeeder;
     QAction *m_openVantryMenuItem = nullptr;
     QAction *m_openAtLoginMenuItem = nullptr;
     QAction *m_runInDockMenuItem = nullptr;

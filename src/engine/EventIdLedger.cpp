@@ -66,6 +66,8 @@ void EventIdLedger::load()
 
 void EventIdLedger::save()
 {
+    if (m_stateFile.isEmpty())
+        return;
     QVariantList checkpoints;
     for (const Checkpoint &checkpoint : std::as_const(m_checkpoints))
         checkpoints.append(

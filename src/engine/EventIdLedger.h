@@ -20,6 +20,7 @@ class EventIdLedger {
 public:
     static constexpr quint64 sinceNow = ~quint64(0); // a start id that asks for no history
 
+    // An empty stateFile keeps the ids in memory only, for a stream that never replays history.
     explicit EventIdLedger(const QString &stateFile);
 
     // The latest id issued; before the first run, the highest id ever claimed.

@@ -190,6 +190,19 @@ void FileSystemEventStream::setPathsToExclude(const QStringList &prefixes)
     m_pathsToExclude = prefixes;
 }
 
+void FileSystemEventStream::addObserver(FileSystemEventProtocol *observer)
+{
+    QMutexLocker lock(&m_observersLock);
+    if (!m_observers.contains(observer))
+        m_observers.append(observer);
+}
+
+void FileSystemEventStream::removeObserver(FileSystemEventProtocol *observer)
+{
+    QMutexLocker lock(&m_observersLock);
+    m_observers.removeAll(observer);
+}
+
 QString FileSystemEventStream::description() const
 {
     return QStringLiteral("FS event stream - watchedPaths = %1, excludedPaths = %2")
@@ -370,6 +383,10 @@ void FileSystemEventStream::deliver(const QString &folder, quint32 flags, bool h
     QString path = rawPath;
     if (path.size() >= 2 && path.endsWith(QLatin1Char('/')))
         path.chop(1);
+    const FileSystemEvent event(id, path, flags);
     if (FileSystemEventProtocol *delegate = m_delegate)
-        delegate->fileSystemEvent(FileSystemEvent(id, path, flags), *this);
+        delegate->fileSystemEvent(event, *this);
+    QMutexLocker lock(&m_observersLock);
+    for (FileSystemEventProtocol *observer : std::as_const(m_observers))
+        observer->fileSystemEvent(event, *this);
 }

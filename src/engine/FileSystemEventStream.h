@@ -70,6 +70,10 @@ public:
     QStringList pathsToExclude() const;
     void setPathsToExclude(const QStringList &prefixes);
     void setDelegate(FileSystemEventProtocol *delegate) { m_delegate = delegate; }
+    // Further receivers of every event, called after the delegate: the metadata index follows the same
+    // changes without a second set of watches. They count at once.
+    void addObserver(FileSystemEventProtocol *observer);
+    void removeObserver(FileSystemEventProtocol *observer);
 
     QString description() const;
 
@@ -95,6 +99,9 @@ private:
     QStringList m_pathsToWatch;
     QStringList m_pathsToExclude{QStringLiteral("/private/")};
     std::atomic<FileSystemEventProtocol *> m_delegate = nullptr;
+    // Held through each call to them, so that an observer, once removed, is called no more.
+    QMutex m_observersLock;
+    QList<FileSystemEventProtocol *> m_observers;
     std::atomic<bool> m_active = false;
     std::atomic<bool> m_watchesReady = false;
 

@@ -1,6 +1,7 @@
 #include "ExtendedAttributes.h"
 
 #include <QFile>
+#include <QMutex>
 
 #include <sys/xattr.h>
 
@@ -18,6 +19,18 @@ int result(ssize_t status)
 {
     return status < 0 ? errno : 0;
 }
+
+QMutex observerLock;
+std::function<void(const QString &)> writeObserver;
+
+int written(const QString &path, ssize_t status)
+{
+    const int error = result(status);
+    QMutexLocker lock(&observerLock);
+    if (!error && writeObserver)
+        writeObserver(path);
+    return error;
+}
 } // namespace
 
 QByteArray value(const QString &path, const QString &name, qsizetype capacity, int *error)
@@ -32,13 +45,13 @@ QByteArray value(const QString &path, const QString &name, qsizetype capacity, i
 
 int setValue(const QString &path, const QString &name, const QByteArray &value)
 {
-    return result(lsetxattr(QFile::encodeName(path).constData(), systemName(name).constData(),
-                            value.constData(), value.size(), 0));
+    return written(path, lsetxattr(QFile::encodeName(path).constData(), systemName(name).constData(),
+                                   value.constData(), value.size(), 0));
 }
 
 int remove(const QString &path, const QString &name)
 {
-    return result(lremovexattr(QFile::encodeName(path).constData(), systemName(name).constData()));
+    return written(path, lremovexattr(QFile::encodeName(path).constData(), systemName(name).constData()));
 }
 
 QStringList names(const QString &path, int *error)
@@ -70,6 +83,12 @@ QStringList names(const QString &path, int *error)
             userNames.append(QString::fromUtf8(name.mid(userNamespace.size())));
     }
     return userNames;
+}
+
+void setWriteObserver(std::function<void(const QString &path)> observer)
+{
+    QMutexLocker lock(&observerLock);
+    writeObserver = std::move(observer);
 }
 
 } // namespace ExtendedAttributes

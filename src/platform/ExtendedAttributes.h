@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <cerrno>
+#include <functional>
 
 // The error that says "no such attribute". glibc only has the Linux name for it.
 #ifndef ENOATTR
@@ -27,5 +28,9 @@ int remove(const QString &path, const QString &name);
 
 // The names of the file's user attributes, without the namespace.
 QStringList names(const QString &path, int *error);
+
+// Called, on the writing thread, with the path of each successful setValue or remove: Vantry's own tag,
+// rating and flag writes, which the metadata index takes in at once. An empty function ends the calls.
+void setWriteObserver(std::function<void(const QString &path)> observer);
 
 } // namespace ExtendedAttributes

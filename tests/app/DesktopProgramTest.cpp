@@ -74,6 +74,12 @@ TEST_F(DesktopProgramTest, LaterStartsHandOverToTheRunningProgram)
 
     const QString file = home.writeFile("Documents/letter.txt");
     EXPECT_EQ(runVantry({file}).status, 0);
+    // The running program keeps the metadata index current from the same events.
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            return runVantry({"query", "kMDItemFSName == letter.txt"}).out == file.toUtf8() + '\n';
+        },
+        std::chrono::seconds(20)));
 }
 
 TEST_F(DesktopProgramTest, TerminationSavesTheStateAndThePreferences)
