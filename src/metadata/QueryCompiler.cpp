@@ -73,7 +73,11 @@ QString QueryCompiler::comparison(const QueryNode &node)
     QString test;
     if (const IndexSchema::AttributeColumn *column = IndexSchema::columnFor(node.attribute)) {
         const QString filter = textIndexFilter(node);
-        test = predicate(QStringLiteral("files.") + QLatin1String(column->column), node);
+        const QString operand = QStringLiteral("files.") + QLatin1String(column->column);
+        test = predicate(operand, node);
+        const QString exact = exactWordPrefixRows(node, operand);
+        if (!exact.isEmpty())
+            test = QStringLiteral("(%1 OR %2)").arg(exact, test);
         if (!filter.isEmpty())
             test = QStringLiteral("(%1 AND %2)").arg(filter, test);
     } else {
@@ -151,6 +155,34 @@ QString QueryCompiler::equalPredicate(const QString &operand, const QueryValue &
     }
     }
     return QStringLiteral("0");
+}
+
+// For a case- and diacritic-insensitive word prefix made of ASCII letters and digits on the name, display
+// name or content: a condition on the row under which the word table's answer is already the exact one, so
+// the costly re-split of the value can be skipped there. The table holds our folded words joined by spaces,
+// and unicode61 splits them again on whatever it takes for a separator; on an ASCII value our words are runs
+// of ASCII letters and digits, which it keeps whole, so its tokens starting with the prefix are exactly our
+// words starting with it. Outside ASCII its character tables may disagree with ours (a newer letter it takes
+// for a separator would make a token of a word's tail), so other values keep the re-check. The names column
+// also holds a differing display name's words, hence the names must agree.
+QString QueryCompiler::exactWordPrefixRows(const QueryNode &node, const QString &operand)
+{
+    const StringOptions &options = node.value.options;
+    if (node.kind != QueryNode::Kind::Comparison || node.value.kind != QueryValue::Kind::String ||
+        !options.wordBased || !options.caseInsensitive || !options.diacriticInsensitive)
+        return {};
+    const StringPattern pattern(node.value.text, options);
+    const std::u32string literal = pattern.leadingLiteral();
+    if (!pattern.isPrefix() || asciiWordPrefix(literal) != literal)
+        return {};
+    // In UTF-8 a text is ASCII when it has as many bytes as characters.
+    const QString isAscii = QStringLiteral("length(CAST(%1 AS BLOB)) = length(%1)").arg(operand);
+    if (node.attribute == kTextContentAttribute)
+        return QStringLiteral("(%1)").arg(isAscii);
+    if (node.attribute == QLatin1String("kMDItemFSName") ||
+        node.attribute == QLatin1String("kMDItemDisplayName"))
+        return QStringLiteral("(files.display_name = files.name AND %1)").arg(isAscii);
+    return {};
 }
 
 // A necessary condition from the full-text tables, or nothing when they cannot help: name substrings of three

@@ -14,7 +14,8 @@ struct CompiledQuery {
 
 // Compiles a parsed query to SQL over the index tables (IndexSchema). Values are always bound, never pasted.
 // The full-text tables only narrow the candidates; the exact test is vantry_match(), the same StringPattern
-// the in-memory evaluator uses, so both give the same answers.
+// the in-memory evaluator uses, so both give the same answers; only where the word table's answer is provably
+// the exact one is that test skipped.
 class QueryCompiler {
 public:
     // folder: only files below it (empty or "/" for everywhere); maxResults <= 0: no limit.
@@ -32,6 +33,7 @@ private:
     QString predicate(const QString &operand, const QueryNode &node);
     QString equalPredicate(const QString &operand, const QueryValue &value);
     QString textIndexFilter(const QueryNode &node);
+    static QString exactWordPrefixRows(const QueryNode &node, const QString &operand);
     QString bind(const QVariant &value);
 
     QDateTime m_now;

@@ -54,6 +54,11 @@ std::u32string StringPattern::leadingLiteral() const
     return !m_pieces.isEmpty() && m_pieces.first() == Piece::Literal ? m_literals.first() : std::u32string();
 }
 
+bool StringPattern::isPrefix() const
+{
+    return m_pieces.size() == 2 && m_pieces.first() == Piece::Literal && m_pieces.last() == Piece::AnyRun;
+}
+
 std::u32string StringPattern::fold(const QString &text, bool caseInsensitive, bool diacriticInsensitive)
 {
     QString folded = text;

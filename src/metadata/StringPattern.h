@@ -28,6 +28,8 @@ public:
     const QList<std::u32string> &literals() const { return m_literals; }
     // The literal text before the first wildcard, folded; empty when the pattern starts with one.
     std::u32string leadingLiteral() const;
+    // True for one literal followed by `*`: a plain prefix.
+    bool isPrefix() const;
 
     // Case folding and diacritic removal (NFD, combining marks dropped), as selected.
     static std::u32string fold(const QString &text, bool caseInsensitive, bool diacriticInsensitive);

@@ -76,6 +76,8 @@ const QList<QVariantMap> &files()
               {"kMDItemContentTypeTree", kText},
               {"kMDItemFSContentChangeDate", daysAgo(1, 1)},
               {"kMDItemQDUserTags", QStringList{"quendel1"}},
+              // U+19B0 is a letter to us and a separator to SQLite's unicode61 tokenizer.
+              {"kMDItemTextContent", QString::fromUtf8("Don't miss the Q3_totals, naïve q\u19B0mber")},
               {"kMDItemStarRating", 2.5},
               {"kMDItemQDManaged", true}}),
         file("Ábaco.txt", "Documents", {{"kMDItemLastUsedDate", daysAgo(5)}}),
@@ -153,6 +155,14 @@ const Row kRows[] = {
     {R"(kMDItemFSName == "*ölmüh*"c || kMDItemFSName == "*STRASSE*"c)", {"Straße Ölmühle.txt"}},
     {R"(kMDItemFSName == "Olm*"dw || kMDItemFSName == "olm*"dw)", {"Straße Ölmühle.txt"}},
     {R"(kMDItemFSName == "olm*"w)", {}},
+    // Word prefixes the word table answers alone must agree with the re-check.
+    {R"(kMDItemTextContent == "don*"cdw && kMDItemTextContent == "Q3*"cdw)", {"report-01.txt"}},
+    {R"(kMDItemTextContent == "NAÏ*"cdw && kMDItemTextContent == "tot*"cdw)", {"report-01.txt"}},
+    {R"(kMDItemTextContent == "dont*"cdw || kMDItemTextContent == "q3_*"cdw || kMDItemTextContent == "mb*"cdw)",
+     {}},
+    {R"(kMDItemFSName == "01*"cdw || kMDItemFSName == "WIN*"cdw || kMDItemFSName == "2024a*"cdw)",
+     {"report-01.txt", "MyWindowClass.h"}},
+    {R"(kMDItemDisplayName == "txt*"cdw && kMDItemFSName == "*apple*"c)", {}},
     // The any-attribute form covers every string attribute but the text content.
     {R"(* == "public.folder")", {"Café Noir"}},
     {R"(* == "Plain Text" || * == "*/src/*")", {"my apple.txt", "MyWindowClass.h", "NSWindow.h"}},
