@@ -1,8 +1,5 @@
-#include "MetadataCrawler.h"
-#include "MetadataIndex.h"
+#include "CrawledHomeTest.h"
 #include "PdfDocument.h"
-#include "QueryParser.h"
-#include "TemporaryHome.h"
 
 #include <QDir>
 #include <QFile>
@@ -42,40 +39,7 @@ QByteArray pdfWithPages(const QList<QByteArray> &texts)
            " /Root 1 0 R >>\nstartxref\n" + start + "\n%%EOF\n";
 }
 
-class PdfIndexingTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        const QString database = MetadataCrawler::defaultDatabasePath();
-        ASSERT_TRUE(QDir().mkpath(QFileInfo(database).path()));
-        ASSERT_TRUE(index.open(database)) << index.errorText().toStdString();
-        crawler.setContentIndexing(true);
-    }
-
-    QString write(const QString &relative, const QByteArray &content)
-    {
-        const QString path = home.filePath(relative);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-        return path;
-    }
-
-    QStringList find(const QString &query)
-    {
-        const QueryParseResult parsed = QueryParser::parse(query);
-        EXPECT_TRUE(parsed.ok()) << query.toStdString();
-        QStringList names;
-        const auto paths = index.search(parsed.root, QString(), 0, QDateTime::currentDateTimeUtc());
-        for (const QString &path : paths.value_or(QStringList()))
-            names.append(QFileInfo(path).fileName());
-        names.sort();
-        return names;
-    }
-
-    TemporaryHome home;
-    MetadataIndex index;
-    MetadataCrawler crawler{index};
-};
+class PdfIndexingTest : public CrawledHomeTest {};
 
 TEST_F(PdfIndexingTest, IndexesPageCountAndTextOfEveryPage)
 {
